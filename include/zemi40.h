@@ -1,0 +1,273 @@
+/*
+ * zemi40 — an embeddable expression engine.
+ *
+ * The public interface, usable from C and C++. A host creates an expression
+ * context (HEC), registers the functions, input items and keywords its users
+ * may name, and hands formula texts to the library.
+ *
+ * Conventions of every call:
+ *  - The context handle comes first. Success is 1 or a handle, failure 0;
+ *    where a number is asked for and none exists the answer is -1.
+ *  - Texts are zero-terminated byte strings of the system code page (CP932
+ *    by default, see ZEMSetSystemCodePage). Lengths and offsets are bytes.
+ *  - Texts handed in are copied; the caller keeps its own. Memory that the
+ *    library hands out comes from ZEMMemAlloc and goes back by ZEMMemFree.
+ */
+#ifndef ZEMI40_H
+#define ZEMI40_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(_WIN32)
+#  if defined(ZEM_BUILDING)
+#    define ZEMAPI __declspec(dllexport)
+#  else
+#    define ZEMAPI __declspec(dllimport)
+#  endif
+#  define ZEMCALL __stdcall
+#else
+#  define ZEMAPI __attribute__((visibility("default")))
+#  define ZEMCALL
+#endif
+
+/* ---- Handles ------------------------------------------------------------ */
+
+typedef struct EC *HEC;          /* an expression context */
+typedef struct ExpRecord *HEXP;  /* a stored expression */
+typedef void *HZEMWND;           /* a window of the host, or 0 */
+
+/* A code address as the item records and the resolve callback carry it.
+ * Cast it to the callback type that fits the item's kind. */
+typedef int (ZEMCALL *ZEMProc)(void);
+
+/* ---- Values ------------------------------------------------------------- */
+
+/* A Number or DateTime: 25 bytes, byte 0 the count of bytes used behind it,
+ * 0 for the null value. Build and read them only through the Svc calls. */
+typedef struct Number { unsigned char bytes[25]; } Number;
+typedef Number DateTime;
+#define ZEM_VALUE_SIZE 25
+
+/* An unpacked date. The unit of fraction is the microsecond (0..999999). */
+typedef struct DateFields {
+    int32_t month, day, year, hour, minute, second, fraction;
+} DateFields;
+
+/* Data type codes. Keyword types run on to 255 and beyond. */
+enum {
+    ZEM_TYPE_NUMBER = 0,
+    ZEM_TYPE_DATETIME = 1,
+    ZEM_TYPE_STRING = 2,
+    ZEM_TYPE_KEYWORD = 3,
+    ZEM_TYPE_ANY = 4,
+    ZEM_TYPE_ANY_STAR = 5
+};
+
+/* Item kinds. Kind 2 is a named formula in ZEMIsItemUsed and has no store. */
+enum { ZEM_ITEM_FUNCTION = 0, ZEM_ITEM_INPUT = 1, ZEM_ITEM_FORMULA = 2, ZEM_ITEM_KEYWORD = 3 };
+
+/* ---- Records at the boundary -------------------------------------------- */
+
+#pragma pack(push, 1)
+
+/* One parameter of a function item. */
+typedef struct ExpParam {
+    uint16_t mode;      /* 0 any expression of the type, 1 an input item (aggregate) */
+    uint16_t type;      /* data type of the parameter */
+    uint16_t subclass;  /* subclass an input item given here must have, 0 any */
+} ExpParam;
+
+/* A function, input item or keyword. The record is packed; on the 32-bit
+ * build its offsets are 0, 2, 4, 8, 12, 77, 79, 81, 83, 85. A function of
+ * n parameters is ZEM_EXPITEM_SIZE(n) bytes; one of negative count and an
+ * input item or keyword are read as ZEM_EXPITEM_SIZE(1) and
+ * ZEM_EXPITEM_SIZE(0) bytes. */
+typedef struct ExpItem {
+    int16_t kind;               /* 0 function, 1 input item, 3 keyword */
+    int16_t dataType;           /* result, value or keyword type */
+    const char *functionName;   /* name the resolve callback knows, or 0 */
+    ZEMProc callback;           /* value code, or 0 */
+    char name[65];              /* what a user writes, at most 64 bytes */
+    int16_t paramCount;         /* functions; negative: no parentheses */
+    uint16_t required;          /* functions: required count; others: subclass */
+    uint16_t optional;          /* functions: optional count; keywords: case-sensitive */
+    uint16_t flags;             /* ZEM_FN_... */
+    ExpParam params[1];         /* paramCount descriptors, functions only */
+} ExpItem;
+
+/* The report of a failed parse: 12 bytes. */
+typedef struct ExpError {
+    uint32_t code;    /* 100..137, 0 for none */
+    uint32_t start;   /* byte offset of the span in the text */
+    uint32_t length;  /* its length in bytes, 0 when unknown */
+} ExpError;
+
+#pragma pack(pop)
+
+#define ZEM_EXPITEM_SIZE(n) (offsetof(ExpItem, params) + 6u * (size_t)(n))
+
+/* Function flags (ExpItem.flags). */
+#define ZEM_FN_QUANTIFIER     0x0001  /* may take ALL or DISTINCT */
+#define ZEM_FN_QUANTIFIER2    0x0002  /* the same */
+#define ZEM_FN_AGG_ANY        0x0004  /* aggregate parameter takes any expression */
+#define ZEM_FN_AGG_NODISTINCT 0x0008  /* ... except under DISTINCT */
+#define ZEM_FN_DISTINCT       0x0010  /* DISTINCT required */
+#define ZEM_FN_ESCAPED        0x0020  /* extended text writes an escaped call */
+
+/* Context option word. */
+#define ECFlagShowGenerated   0x0001
+#define ECFlagNoConcat        0x0002
+#define ECFlagQualifiers      0x0004
+#define ECFlagDateMinusString 0x0008
+#define ECFlagStringPlus      0x0010
+#define ECFlagNoDateMath      0x0020
+#define ECFlagModulo          0x0040
+#define ECFlagRangesAndSets   0x0080
+
+/* Error codes (ExpError.code); the messages are strings of the same id. */
+enum {
+    ERR_TYPENUM = 100, ERR_PARM = 101, ERR_VAR = 102, ERR_FUNC = 103,
+    ERR_NUMPARMSHI = 105, ERR_GENERAL = 106, ERR_NAME = 107, ERR_INPUT = 108,
+    ERR_SYNTAX = 109, ERR_UNKNOWNCHAR = 110, ERR_OPERATORNUM = 111,
+    ERR_MAXTOKEN = 112, ERR_OPERATORSTR = 113, ERR_OPERATORDATE = 114,
+    ERR_TYPESTR = 115, ERR_TYPEDATE = 116, ERR_NUMPARMSLO = 117,
+    ERR_PARMNUM = 118, ERR_PARMSTR = 119, ERR_PARMDATE = 120,
+    ERR_MEMORY = 121, ERR_TOCOMPLEX = 122, ERR_INVALIDDATE = 123,
+    ERR_EXPPARMS = 124, ERR_RECURSIVE = 125, ERR_DUPNAME = 126,
+    ERR_EXPDATATYPE = 127, ERR_TYPENUMDATE = 128, ERR_KEYWORD = 129,
+    ERR_MISKEYWORD = 130, ERR_MEMLOW = 131, ERR_OPERATORKEYWORD = 132,
+    ERR_PARMKEYWORD = 133, ERR_RANGETYPE = 134, ERR_BETWEEN = 135,
+    ERR_IMBEDDEDRANGE = 136, ERR_SUBCLASS = 137
+};
+
+/* ---- Host callbacks ----------------------------------------------------- */
+
+/* Turns a function name into a code address, or 0. */
+typedef ZEMProc (ZEMCALL *ZEMResolveCallback)(const char *name);
+/* Non-zero permits the builder to delete exp. */
+typedef int (ZEMCALL *ZEMDelPermissionCallback)(HEC ec, HEXP exp, HZEMWND window);
+/* Told of changes to the expression list (codes 1 and 2). */
+typedef void (ZEMCALL *ZEMNotifyCallback)(HEC ec, int32_t code);
+/* Fills the builder's values list. */
+typedef void (ZEMCALL *ZEMListValuesCallback)(HEC ec, const char *itemName, HZEMWND list,
+                                              int32_t refresh, int32_t *keepEnabled);
+/* Told when an edit changes an expression's name. */
+typedef void (ZEMCALL *ZEMRenameCallback)(HEC ec, const char *oldName, const char *newName);
+
+/* The value of an input item: *value is a zeroed block of size bytes (25 for
+ * Number and DateTime, 50 for String and Keyword) owned by the evaluator.
+ * Grow a String block with FUNStrVarResult. Non-zero when *value holds the
+ * value. */
+typedef int (ZEMCALL *ZEMInputCallback)(HEC ec, HEXP current, int32_t size, void **value,
+                                        const char *name);
+/* A function: as above, plus one argument pointer a declared parameter. */
+typedef int (ZEMCALL *ZEMFunctionCallback)(HEC ec, HEXP current, int32_t size, void **value,
+                                           const char *name, void **arguments);
+/* An operator in place of the library's arithmetic; the result is ignored. */
+typedef int (ZEMCALL *ZEMOperatorCallback)(HEC ec, HEXP current, int32_t zero, int32_t size1,
+                                           void *left, int32_t size2, void *right,
+                                           int32_t size3, void *result);
+/* Enumeration of items: view is the item record from its name field on. */
+typedef void (ZEMCALL *ZEMEnumItemCallback)(HEC ec, const char *view, intptr_t user);
+
+/* A combo control as ZEMLoadComboBox fills it: one call a name. On Windows
+ * the library sends CB_ADDSTRING to a real combo box instead. */
+typedef struct ZEMComboList {
+    int (ZEMCALL *addString)(struct ZEMComboList *self, const char *text);
+    void *host;
+} ZEMComboList;
+
+/* ---- Memory ------------------------------------------------------------- */
+
+ZEMAPI void *ZEMCALL ZEMMemAlloc(uint32_t size);              /* zeroed, or 0 */
+ZEMAPI void *ZEMCALL ZEMMemRealloc(void *block, uint32_t size); /* null block: 0 */
+ZEMAPI void ZEMCALL ZEMMemFree(void *block);                    /* null: nothing */
+ZEMAPI uint32_t ZEMCALL ZEMMemSize(void *block);                /* null: 0 */
+
+/* ---- Contexts ----------------------------------------------------------- */
+
+/* A new context, or 0 when memory ran out. flags is the option word. */
+ZEMAPI HEC ZEMCALL ZEMCreateEC(HZEMWND owner, ZEMResolveCallback resolve,
+                               ZEMRenameCallback rename, uint16_t flags);
+/* Destroys the context with all it owns. 0 allowed. Always 1. */
+ZEMAPI int ZEMCALL ZEMDestroyEC(HEC ec);
+/* The setters give back the callback given. */
+ZEMAPI ZEMListValuesCallback ZEMCALL ZEMSetListValuesCallback(HEC ec, ZEMListValuesCallback cb);
+ZEMAPI ZEMDelPermissionCallback ZEMCALL ZEMSetDelPermissionCallback(HEC ec,
+                                                                    ZEMDelPermissionCallback cb);
+ZEMAPI ZEMNotifyCallback ZEMCALL ZEMSetNotifyCallback(HEC ec, ZEMNotifyCallback cb);
+/* The host's own word: the former value, 0 for a null context. */
+ZEMAPI intptr_t ZEMCALL ZEMSetUserLong(HEC ec, intptr_t value);
+ZEMAPI intptr_t ZEMCALL ZEMGetUserLong(HEC ec);
+
+/* ---- Items -------------------------------------------------------------- */
+
+/* Copies the host's record (and its function name) into the context. */
+ZEMAPI int ZEMCALL ZEMAddExpressionItem(HEC ec, const ExpItem *item);
+/* Calls cb for every item of a kind (0, 1, 3) in registration order. */
+ZEMAPI void ZEMCALL ZEMEnumExpItems(HEC ec, int kind, ZEMEnumItemCallback cb, intptr_t user);
+/* Copies the input item record into out (ZEM_EXPITEM_SIZE(1) bytes). The
+ * pointers in it stay the library's. 1 when found. */
+ZEMAPI int ZEMCALL ZEMGetExpressionVariable(HEC ec, ExpItem *out, const char *name);
+/* Adds every name of a kind to the list; the count added. */
+ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, ZEMComboList *combo);
+/* Deletes the first item of that kind and name without asking. */
+ZEMAPI int ZEMCALL ZEMDelExpItemNoCheck(HEC ec, int kind, const char *name);
+/* Deletes every input item; 1, or 0 with no input store or on a failure. */
+ZEMAPI int ZEMCALL ZEMDeleteAllECVars(HEC ec);
+/* Non-zero when the named item has an aggregate parameter. */
+ZEMAPI int ZEMCALL ZEMIsItemAggregate(HEC ec, int kind, const char *name);
+/* 1 when name clashes with a date unit word; out (65 bytes) gets a name
+ * that does not ("_" + name), or the name itself. */
+ZEMAPI int ZEMCALL ZEMInputNameIsKeyword(char *out, const char *name);
+
+/* ---- Start-up state ----------------------------------------------------- */
+
+ZEMAPI void *ZEMCALL FUNModuleHandle(void);
+ZEMAPI void ZEMCALL FUNWinIniChange(void);
+
+/* ---- Extensions of this build -------------------------------------------- */
+
+/* Selects the stand-in system code page: 932 (double-byte Shift-JIS, the
+ * default) or 1252 (single-byte). 1 when accepted. Call it before any
+ * context exists; texts already handed in keep their bytes. On Windows the
+ * real system code page is used and the call gives 0. */
+ZEMAPI int ZEMCALL ZEMSetSystemCodePage(uint32_t codePage);
+ZEMAPI uint32_t ZEMCALL ZEMGetSystemCodePage(void);
+
+/* Regional settings that the date and number conversions read. */
+typedef struct ZEMRegional {
+    int32_t dateOrder;        /* 0 month/day/year, 1 day/month/year, 2 year/month/day */
+    char dateSeparator[4];    /* "/" */
+    char timeSeparator[4];    /* ":" */
+    char decimalPoint[4];     /* "." */
+    char grouping[4];         /* "," */
+    char currency[8];         /* "$" */
+    int32_t currencyAfter;    /* 0 "$1.00", 1 "1.00$" */
+    int32_t currencyDecimals; /* 2 */
+    char am[8], pm[8];        /* "AM", "PM" */
+    char monthNames[12][16];  /* "January" ... */
+    char monthAbbrev[12][8];  /* "Jan" ... */
+    char dayNames[7][16];     /* "Sunday" ... */
+    char dayAbbrev[7][8];     /* "Sun" ... */
+    int32_t clock24;          /* 0: default time text with AM/PM */
+} ZEMRegional;
+
+/* Replaces the regional settings (null restores the defaults). Takes effect
+ * for conversions without a picture at once, and for picture conversions of
+ * a process that has not made one yet. */
+ZEMAPI int ZEMCALL ZEMSetRegionalSettings(const ZEMRegional *settings);
+ZEMAPI void ZEMCALL ZEMGetRegionalSettings(ZEMRegional *out);
+
+#ifdef __cplusplus
+}
+#endif
+
+#include "zemi40_values.h"
+
+#endif

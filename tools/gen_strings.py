@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+"""Turns the UTF-8 string table into a C++ table of the bytes of each code
+page the library can run under. A character a code page cannot hold becomes
+'?', as a Windows string load does."""
+import sys
+
+CODEPAGES = [(932, 'cp932'), (1252, 'cp1252')]
+
+
+def read_table(path):
+    entries = []
+    with open(path, encoding='utf-8') as f:
+        for line in f:
+            line = line.rstrip('\n')
+            if not line or line.startswith('#'):
+                continue
+            ident, text = line.split('\t', 1)
+            entries.append((int(ident), text))
+    ids = [i for i, _ in entries]
+    if len(ids) != len(set(ids)):
+        sys.exit('duplicate string id')
+    return sorted(entries)
+
+
+def c_bytes(data):
+    return '"' + ''.join('\\x%02x' % b for b in data) + '"'
+
+
+def main(src, dst):
+    entries = read_table(src)
+    out = ['// Generated from resources/strings.txt; do not edit.']
+    for cp, codec in CODEPAGES:
+        out.append('static const StringEntry kStrings%d[] = {' % cp)
+        for ident, text in entries:
+            data = text.encode(codec, errors='replace')
+            out.append('    {%d, %d, %s},' % (ident, len(data), c_bytes(data)))
+        out.append('};')
+    with open(dst, 'w', encoding='ascii') as f:
+        f.write('\n'.join(out) + '\n')
+
+
+if __name__ == '__main__':
+    main(sys.argv[1], sys.argv[2])
