@@ -9,7 +9,7 @@
 // A recursive lock with its depth beside it.
 struct ZemLock {
     CRITICAL_SECTION section;
-    volatile long depth;
+    long depth;  // touched only by the thread that holds the lock
 };
 
 extern ZemLock gParserLock;  // every parse of the process
@@ -31,5 +31,9 @@ private:
 };
 
 HINSTANCE ModuleHandle(void);
+
+// The load and unload steps, run once by the platform's loader hook.
+void ZemLibraryLoad(HINSTANCE module);
+void ZemLibraryUnload(void);
 
 #endif

@@ -14,6 +14,18 @@ typedef int BOOL;
 typedef uint32_t DWORD;
 typedef char CHAR;
 typedef unsigned char BYTE;
+typedef void *HWND;
+typedef void *HBITMAP;
+typedef void *WNDPROC;
+
+// Font metrics of a window, as the builder keeps them.
+typedef struct TEXTMETRICA {
+    int32_t tmHeight, tmAscent, tmDescent, tmInternalLeading, tmExternalLeading;
+    int32_t tmAveCharWidth, tmMaxCharWidth, tmWeight, tmOverhang;
+    int32_t tmDigitizedAspectX, tmDigitizedAspectY;
+    BYTE tmFirstChar, tmLastChar, tmDefaultChar, tmBreakChar;
+    BYTE tmItalic, tmUnderlined, tmStruckOut, tmPitchAndFamily, tmCharSet;
+} TEXTMETRICA;
 
 // A recursive lock.
 typedef struct CRITICAL_SECTION {

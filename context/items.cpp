@@ -1,0 +1,245 @@
+// Functions, input items and keywords: registration, lookup, deletion and
+// enumeration. A store is a HandleArray of ExpItem pointers in registration
+// order; an element may be null after a failed registration.
+#include "context/items.h"
+
+#include <string.h>
+
+#include "services/platform.h"
+
+namespace {
+
+// Walks a store from its first element; visit gives non-zero to stop.
+// The index of the element it stopped at, or -1.
+template <typename F>
+int walkStore(HARRAY store, F visit) {
+    if (!store) return -1;
+    ExpItem **items = (ExpItem **)SvcArrayLock(store, 0);
+    if (!items) return -1;
+    int found = -1;
+    unsigned count = SvcArrayCount(store);
+    for (unsigned i = 0; i < count; i++) {
+        if (items[i] && visit(items[i])) {
+            found = (int)i;
+            break;
+        }
+    }
+    SvcArrayUnlock(store);
+    return found;
+}
+
+ExpItem *itemAt(HARRAY store, int index) {
+    ExpItem **items = (ExpItem **)SvcArrayLock(store, (unsigned)index);
+    ExpItem *item = items ? *items : 0;
+    SvcArrayUnlock(store);
+    return item;
+}
+
+ExpItem *findWith(HARRAY store, const char *name, int (*compare)(const char *, const char *)) {
+    int at = walkStore(store, [&](ExpItem *it) { return compare(it->name, name) == 0; });
+    return at < 0 ? 0 : itemAt(store, at);
+}
+
+void freeItem(ExpItem *item) {
+    SvcFree((void *)item->functionName);
+    SvcFree(item);
+}
+
+char *copyText(const char *text) {
+    size_t n = SvcStrLen(text) + 1;
+    char *copy = (char *)SvcAlloc(n);
+    if (copy) memcpy(copy, text, n);
+    return copy;
+}
+
+// A new zeroed element at the end of a store, made at need; its address
+// stays valid until the store changes. 0 when memory ran out.
+ExpItem **appendElement(HARRAY *store) {
+    HARRAY grown = *store ? SvcArrayGrow(*store, -1) : SvcArrayCreate(sizeof(ExpItem *), 1);
+    if (!grown) return 0;
+    *store = grown;
+    unsigned last = SvcArrayCount(grown) - 1;
+    ExpItem **slot = (ExpItem **)SvcArrayLock(grown, last);
+    SvcArrayUnlock(grown);
+    return slot;
+}
+
+}  // namespace
+
+HARRAY *itemStoreOf(EC *ec, int kind) {
+    switch (kind) {
+    case ZEM_ITEM_FUNCTION: return &ec->functions;
+    case ZEM_ITEM_INPUT: return &ec->inputItems;
+    case ZEM_ITEM_KEYWORD: return &ec->keywords;
+    default: return 0;
+    }
+}
+
+size_t itemRecordSize(int kind, int paramCount) {
+    if (kind != ZEM_ITEM_FUNCTION) return ZEM_EXPITEM_SIZE(0);
+    return paramCount < 0 ? ZEM_EXPITEM_SIZE(1) : ZEM_EXPITEM_SIZE(paramCount);
+}
+
+void itemStoreRelease(HARRAY store) {
+    if (!store) return;
+    ExpItem **items = (ExpItem **)SvcArrayLock(store, 0);
+    unsigned count = SvcArrayCount(store);
+    for (unsigned i = 0; items && i < count; i++)
+        if (items[i]) freeItem(items[i]);
+    SvcArrayUnlock(store);
+    SvcArrayDestroy(store);
+}
+
+ExpItem *itemFind(HARRAY store, const char *name) { return findWith(store, name, lstrcmpA); }
+
+int itemDelete(HARRAY store, const char *name) {
+    int at = walkStore(store, [&](ExpItem *it) { return lstrcmpA(it->name, name) == 0; });
+    if (at < 0) return 0;
+    freeItem(itemAt(store, at));
+    SvcArrayRemove(store, (unsigned)at);
+    return 1;
+}
+
+int itemIsAggregate(HARRAY store, const char *name) {
+    ExpItem *item = itemFind(store, name);
+    if (!item) return 0;
+    for (int i = 0; i < item->paramCount; i++)
+        if (item->params[i].mode != 0) return 1;
+    return 0;
+}
+
+int inputItemType(const EC *ec, const char *name) {
+    ExpItem *item = itemFind(ec->inputItems, name);
+    return item ? item->dataType : -1;
+}
+
+int functionType(const EC *ec, const char *name) {
+    ExpItem *item = itemFind(ec->functions, name);
+    return item ? item->dataType : -1;
+}
+
+int keywordType(const EC *ec, const char *name) {
+    int at = walkStore(ec->keywords, [&](ExpItem *it) {
+        return (it->optional ? lstrcmpA(it->name, name) : lstrcmpiA(it->name, name)) == 0;
+    });
+    return at < 0 ? -1 : itemAt(ec->keywords, at)->dataType;
+}
+
+int keywordSubclass(const EC *ec, const char *name) {
+    ExpItem *item = findWith(ec->keywords, name, lstrcmpiA);
+    return item ? item->required : -1;
+}
+
+extern "C" {
+
+ZEMAPI int ZEMCALL ZEMAddExpressionItem(HEC ec, const ExpItem *host) {
+    if (!ec || !host) return 0;
+    HARRAY *store = itemStoreOf(ec, host->kind);
+    if (!store) return 0;
+    ExpItem **slot = appendElement(store);
+    if (!slot) return 0;
+    size_t size = itemRecordSize(host->kind, host->paramCount);
+    ExpItem *item = (ExpItem *)SvcAlloc(size);
+    if (!item) return 0;  // the element stays, null
+    *slot = item;
+    memcpy(item, host, size);
+    item->functionName = 0;
+    if (host->functionName) {
+        char *copy = copyText(host->functionName);
+        item->functionName = copy;
+        if (ec->resolveCallback && !host->callback) item->callback = ec->resolveCallback(copy);
+    }
+    return 1;
+}
+
+ZEMAPI void ZEMCALL ZEMEnumExpItems(HEC ec, int kind, ZEMEnumItemCallback cb, intptr_t user) {
+    if (!ec || !cb) return;
+    HARRAY *store = itemStoreOf(ec, kind);
+    if (!store) return;
+    walkStore(*store, [&](ExpItem *it) {
+        cb(ec, it->name, user);
+        return 0;
+    });
+}
+
+ZEMAPI int ZEMCALL ZEMGetExpressionVariable(HEC ec, ExpItem *out, const char *name) {
+    if (!ec || !out || !name) return 0;
+    ExpItem *item = itemFind(ec->inputItems, name);
+    if (!item) return 0;
+    // Only the item's own bytes: the descriptor tail carries nothing for an
+    // input item and the stored record does not have it.
+    memcpy(out, item, ZEM_EXPITEM_SIZE(0));
+    memset(out->params, 0, sizeof(out->params));
+    return 1;
+}
+
+ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, ZEMComboList *combo) {
+    if (!ec || !combo || !combo->addString) return 0;
+    HARRAY *store = itemStoreOf(ec, kind);
+    if (!store) return 0;
+    int added = 0;
+    walkStore(*store, [&](ExpItem *it) {
+        if (combo->addString(combo, it->name) >= 0) added++;
+        return 0;
+    });
+    return added;
+}
+
+ZEMAPI int ZEMCALL ZEMDelExpItemNoCheck(HEC ec, int kind, const char *name) {
+    if (!ec || !name) return 0;
+    HARRAY *store = itemStoreOf(ec, kind);
+    if (!store || !*store) return 0;
+    return itemDelete(*store, name);
+}
+
+ZEMAPI int ZEMCALL ZEMDeleteAllECVars(HEC ec) {
+    if (!ec || !ec->inputItems) return 0;
+    char name[sizeof(((ExpItem *)0)->name)];
+    for (int i = (int)SvcArrayCount(ec->inputItems) - 1; i >= 0; i--) {
+        ExpItem *item = itemAt(ec->inputItems, i);
+        if (!item) {
+            SvcArrayRemove(ec->inputItems, (unsigned)i);
+            continue;
+        }
+        memcpy(name, item->name, sizeof(name));
+        name[sizeof(name) - 1] = 0;
+        if (!ZEMDelExpItemNoCheck(ec, ZEM_ITEM_INPUT, name)) return 0;
+    }
+    return 1;
+}
+
+ZEMAPI int ZEMCALL ZEMIsItemAggregate(HEC ec, int kind, const char *name) {
+    if (!ec || !name) return 0;
+    HARRAY *store = itemStoreOf(ec, kind);
+    if (!store || !*store) return 0;
+    return itemIsAggregate(*store, name);
+}
+
+ZEMAPI int ZEMCALL ZEMInputNameIsKeyword(char *out, const char *name) {
+    static const char *const kUnits[] = {"DAY", "MONTH", "YEAR", "HOUR", "MINUTE", "SECOND"};
+    char word[65];
+    if (!out) return 0;
+    if (!name || !*name) {
+        out[0] = 0;
+        return 0;
+    }
+    size_t n = SvcStrLen(name);
+    if (n > 64) n = 64;
+    memcpy(word, name, n);
+    word[n] = 0;
+    CharUpperBuffA(word, (DWORD)n);
+    if (word[n - 1] == 'S') word[n - 1] = 0;
+    for (const char *unit : kUnits) {
+        if (strcmp(word, unit) == 0) {
+            out[0] = '_';
+            memcpy(out + 1, name, n);
+            out[n + 1] = 0;
+            return 1;
+        }
+    }
+    memcpy(out, name, n);
+    out[n] = 0;
+    return 0;
+}
+
+}  // extern "C"
