@@ -37,6 +37,14 @@ int LoadStringA(HINSTANCE, unsigned id, char *buffer, int size) {
         return 0;
     }
     int n = e->length < size - 1 ? e->length : size - 1;
+    // Whole characters only: a cut must not leave a lone lead byte.
+    int whole = 0;
+    while (whole < n) {
+        int step = IsDBCSLeadByte((BYTE)e->bytes[whole]) ? 2 : 1;
+        if (whole + step > n) break;
+        whole += step;
+    }
+    n = whole;
     memcpy(buffer, e->bytes, (size_t)n);
     buffer[n] = 0;
     return n;
