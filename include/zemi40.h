@@ -226,6 +226,57 @@ ZEMAPI int ZEMCALL ZEMIsItemAggregate(HEC ec, int kind, const char *name);
  * that does not ("_" + name), or the name itself. */
 ZEMAPI int ZEMCALL ZEMInputNameIsKeyword(char *out, const char *name);
 
+/* ---- Stored expressions -------------------------------------------------
+ * An expression's ordinal is its place in the context's store, from 0.
+ * The kinds: Formula, Range (two ends joined by AND), Set (a comma list). */
+
+/* Called for each expression; non-zero to go on. */
+typedef int (ZEMCALL *ZEMEnumExpCallback)(HEC ec, HEXP exp, int32_t ordinal);
+
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionCount(HEC ec);
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionOrdinal(HEC ec, HEXP exp);        /* -1 when absent */
+ZEMAPI HEXP ZEMCALL ZEMHEXPFromOrdinal(HEC ec, int32_t ordinal);
+ZEMAPI HEXP ZEMCALL ZEMHEXPFromName(HEC ec, const char *name);          /* exact name */
+ZEMAPI HEXP ZEMCALL ZEMHEXPFromText(HEC ec, const char *text);          /* exact text */
+/* The last result of the callback, 0 when it was not called. */
+ZEMAPI int ZEMCALL ZEMEnumExpressions(HEC ec, ZEMEnumExpCallback cb);
+/* Text and name into a buffer of size bytes (at least 1): copies what fits,
+ * terminates, and gives the lesser of the length and size. */
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionTextLength(HEC ec, HEXP exp);
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionText(HEC ec, HEXP exp, int32_t size, char *buffer);
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionNameLength(HEC ec, HEXP exp);
+ZEMAPI int32_t ZEMCALL ZEMGetExpressionName(HEC ec, HEXP exp, int32_t size, char *buffer);
+/* The result type in the low 16 bits, all ones above; 0xFFFFFFFF for none. */
+ZEMAPI uint32_t ZEMCALL ZEMGetExpressionDataType(HEC ec, HEXP exp);
+/* which 1: is it a Set; which 2: is it a Range. */
+ZEMAPI int ZEMCALL ZEMIsExpRange(HEC ec, HEXP exp, uint16_t which);
+ZEMAPI int ZEMCALL ZEMIsExpressionSimple(HEC ec, HEXP exp);       /* a literal alone */
+ZEMAPI int ZEMCALL ZEMIsExpressionSimpleInput(HEC ec, HEXP exp);  /* a name alone */
+ZEMAPI int32_t ZEMCALL ZEMGetSimpleInputSubClass(HEC ec, HEXP exp); /* -1 when none */
+ZEMAPI int ZEMCALL ZEMIsExpNameGenerated(HEC ec, HEXP exp);
+/* 1 when no other expression and no function has the name. */
+ZEMAPI int ZEMCALL ZEMIsExpNameUnique(HEC ec, HEXP leaveOut, const char *name);
+/* 1 when destroyed (or exp is 0); 0 when unknown or named by another. */
+ZEMAPI int ZEMCALL ZEMDestroyEXP(HEC ec, HEXP exp);
+/* A new expression from exp's text; a taken or empty name is generated. */
+ZEMAPI HEXP ZEMCALL ZEMCloneExpression(HEC ec, HEXP exp, const char *newName,
+                                       uint16_t *resultType);
+/* kind 0 function, 1 input item, 2 named formula; follows named formulas. */
+ZEMAPI int ZEMCALL ZEMIsItemUsed(HEC ec, HEXP exp, int kind, const char *name);
+ZEMAPI int ZEMCALL ZEMIsNamedFormulaUsed(HEC ec, const char *name);
+
+/* ---- Parsing --------------------------------------------------------------
+ * The text and name stay the caller's. resultType must be valid; it is
+ * written as soon as the text has parsed. report may be 0; after a failure
+ * it holds the code and the byte span, after a success it means nothing. */
+ZEMAPI HEXP ZEMCALL ZEMParseString(HEC ec, const char *text, const char *name,
+                                   ExpError *report, uint16_t *resultType);
+/* Adds a new expression (old 0) or replaces old in place, keeping its HEXP. */
+ZEMAPI HEXP ZEMCALL ZEMParseFormula(HEC ec, HEXP old, const char *text, const char *name,
+                                    ExpError *report, uint16_t *resultType);
+/* 1 when name can serve as a name. A null context is the default one. */
+ZEMAPI int ZEMCALL ZEMValidName(HEC ec, const char *name, ExpError *report);
+
 /* ---- Start-up state ----------------------------------------------------- */
 
 ZEMAPI void *ZEMCALL FUNModuleHandle(void);
