@@ -28,10 +28,25 @@ void NumEncodeDigits(Number *value, int negative, const char *digits, int count,
 // ---- Regional settings and the locale block of the picture conversions.
 const ZEMRegional *SvcRegional(void);  // the settings in force
 
+// The six locale fields sit at the offsets the conversions copy them from;
+// the rest is the conversions' own. A picture conversion whose text fields
+// point into the block that was loaded last takes the names and designators
+// from the copy of the settings kept here, so the block stays as it was at
+// its load however the settings change later.
+#pragma pack(push, 1)
 typedef struct ConvLocale {
-    unsigned char bytes[64];
+    int32_t localeWord0;        // 0: date order, as ZEMRegional.dateOrder
+    unsigned char private1[29];
+    int32_t localeWord1;        // 33: 1 for a 24-hour clock
+    char localeText1[5];        // 37: date separator
+    char localeText2[5];        // 42: time separator
+    char localeText3[3];        // 47: decimal point (its first two bytes)
+    int32_t localeWord2;        // 50: decimals of the currency format
+    ZEMRegional regional;       // 54: the settings as they were at the load
 } ConvLocale;
+#pragma pack(pop)
 
+// Fills the block from the settings in force. The caller holds the date lock.
 void SvcConvLoadLocale(ConvLocale *block);
 
 #endif
