@@ -102,7 +102,8 @@ int itemDelete(HARRAY store, const char *name) {
 
 int itemIsAggregate(HARRAY store, const char *name) {
     ExpItem *item = itemFind(store, name);
-    if (!item) return 0;
+    // Only a function's record carries descriptors.
+    if (!item || item->kind != ZEM_ITEM_FUNCTION) return 0;
     for (int i = 0; i < item->paramCount; i++)
         if (item->params[i].mode != 0) return 1;
     return 0;

@@ -16,16 +16,20 @@ struct ArrayHeader {
     unsigned count;
     unsigned capacity;
     unsigned lockDepth;
-    char *elements;
-    void *retired;  // chain of former element blocks, freed at the last unlock
+    char *elements;  // behind a one-word link, used while the block is retired
+    char *retired;   // chain of former element blocks, freed at the last unlock
 };
+
+const size_t kLink = sizeof(void *);
+
+char *linkOf(char *elements) { return elements - kLink; }
 
 ArrayHeader *header(HARRAY array) { return (ArrayHeader *)array; }
 
 void freeRetired(ArrayHeader *a) {
     while (a->retired) {
-        void *next = *(void **)a->retired;
-        SvcFree(a->retired);
+        char *next = *(char **)linkOf(a->retired);
+        SvcFree(linkOf(a->retired));
         a->retired = next;
     }
 }
@@ -36,17 +40,16 @@ int reserve(ArrayHeader *a, unsigned wanted) {
     unsigned capacity = a->capacity ? a->capacity * 2 : 4;
     if (capacity < wanted) capacity = wanted;
     if (capacity > SVC_ARRAY_MAX) capacity = SVC_ARRAY_MAX;
-    size_t bytes = a->elementSize * capacity;
-    if (bytes < sizeof(void *)) bytes = sizeof(void *);
-    char *fresh = (char *)SvcAlloc(bytes);
-    if (!fresh) return 0;
+    char *block = (char *)SvcAlloc(kLink + a->elementSize * capacity);
+    if (!block) return 0;
+    char *fresh = block + kLink;
     if (a->elements) {
         memcpy(fresh, a->elements, a->elementSize * a->count);
         if (a->lockDepth) {
-            *(void **)a->elements = a->retired;
+            *(char **)linkOf(a->elements) = a->retired;
             a->retired = a->elements;
         } else {
-            SvcFree(a->elements);
+            SvcFree(linkOf(a->elements));
         }
     }
     a->elements = fresh;
@@ -73,7 +76,7 @@ void SvcArrayDestroy(HARRAY array) {
     ArrayHeader *a = header(array);
     if (!a) return;
     freeRetired(a);
-    SvcFree(a->elements);
+    SvcFree(linkOf(a->elements));
     SvcFree(a);
 }
 

@@ -168,7 +168,7 @@ TEST(Items, FunctionNameCopyAndResolve) {
 
     HostItem withCode(0, 0, "Own");
     withCode.item.functionName = hostName;
-    withCode.item.callback = (ZEMProc)resolveName;
+    withCode.item.callback = dummyFunction;
     ZEMAddExpressionItem(c.ec, &withCode.item);
     HostItem noName(0, 0, "NoName");
     ZEMAddExpressionItem(c.ec, &noName.item);
