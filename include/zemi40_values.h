@@ -13,30 +13,43 @@ extern "C" {
 /* ---- Number arithmetic ---------------------------------------------------
  * A Number is exact decimal: 40 significant digits, magnitudes from 1E-300
  * up to below 1E+301. Results beyond 40 digits are rounded half-even; a
- * result too large to hold is the null value, one too small is zero.
- * Operands must not be null unless a call says so. */
+ * result that reaches 1E+301 after rounding is the null value, one below
+ * 1E-300 is zero. There is no negative zero, and equal numbers have equal
+ * bytes. result may be the same block as an operand. An operation given a
+ * null operand gives the null value unless a call says otherwise. */
 ZEMAPI int ZEMCALL SvcNumAdd(Number *result, const Number *left, const Number *right);
 ZEMAPI int ZEMCALL SvcNumSub(Number *result, const Number *left, const Number *right);
 ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *right);
-/* right must not be zero. */
+/* Correctly rounded. A zero right gives the null value. */
 ZEMAPI int ZEMCALL SvcNumDiv(Number *result, const Number *left, const Number *right);
+/* Null stays null, zero stays zero. */
 ZEMAPI void ZEMCALL SvcNumNegate(Number *value);
-/* Negative, 0 or positive. A null b counts below every value. */
+/* Negative, 0 or positive. A null counts below every value; two nulls are
+ * equal. */
 ZEMAPI int ZEMCALL SvcNumCompare(const Number *a, const Number *b);
-/* Cuts to places digits behind the point (negative places: before it). */
+/* Cuts toward zero to places digits behind the point (negative places:
+ * before it). width plays no part. */
 ZEMAPI void ZEMCALL SvcNumTruncate(Number *value, int width, int places);
+/* Non-zero for zero; the null value is not zero. */
 ZEMAPI int ZEMCALL SvcNumIsZero(const Number *value);
+/* The nearest double; null gives 0. */
 ZEMAPI void ZEMCALL SvcNumToDouble(const Number *value, double *out);
-/* The integer part, cut toward zero and held to the 32-bit range. */
+/* The integer part, cut toward zero and held to the 32-bit range; null
+ * gives 0. */
 ZEMAPI int32_t ZEMCALL SvcNumToLong(const Number *value);
+/* The shortest decimal that reads back as the same double. NaN and the
+ * infinities give the null value. */
 ZEMAPI void ZEMCALL SvcNumFromDouble(Number *result, double value);
 ZEMAPI void ZEMCALL SvcNumFromLong(Number *result, int32_t value);
 ZEMAPI void ZEMCALL SvcNumFromInt(Number *result, int value);
-/* Reads a number literal: digits, an optional point and digits, an
- * optional exponent (E, sign, digits). Anything else gives zero. */
+/* Reads a number literal, with an optional leading - or +: digits, digits
+ * "." digits*, digits* "." digits, or one digit "." digits, E or e, a sign
+ * and digits. Anything else, blanks included, gives zero. */
 ZEMAPI void ZEMCALL SvcNumFromText(Number *result, const char *text);
+/* Makes zero of a null value; any other value is left as it is. */
 ZEMAPI void ZEMCALL SvcNumNullToZero(Number *value);
-/* Rounded to places digits behind the point, half away from zero. */
+/* Rounded to places digits behind the point (negative places: before it),
+ * half away from zero. */
 ZEMAPI void ZEMCALL SvcNumRound(Number *result, const Number *value, int places);
 
 /* ---- Dates ----------------------------------------------------------------
