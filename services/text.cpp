@@ -100,7 +100,7 @@ void SvcStrReplace(char *dest, const char *src, const char *replacement, long st
     const char *tail = SvcStrSkip(src + head, count);
     size_t tailLen = strlen(tail), repLen = strlen(replacement);
     // Move in the order that cannot overwrite bytes still to be moved.
-    if (dest > src) {
+    if ((uintptr_t)dest > (uintptr_t)src) {
         putBytes(dest + head + repLen, tail, tailLen);
         memmove(dest, src, head);
     } else {
