@@ -365,6 +365,7 @@ ZEMAPI int ZEMCALL SvcDatePictureCheck(const char *picture) {
 
 // Without a picture, the width of the kind's default format.
 ZEMAPI int ZEMCALL SvcPictureWidth(ConvRequest *request, int previous) {
+    if (!request) return previous;
     Locale loc = localeOf(request);
     Sink s{};
     s.loc = &loc;

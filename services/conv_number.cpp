@@ -152,7 +152,7 @@ bool toFixed(const NumDigits *n, int decimals, int shift, Fixed *f) {
     int32_t exponent = n->exponent + shift;
     int32_t whole = n->count + exponent;  // digits before the point
     if (whole < 0) whole = 0;
-    if (whole + decimals > PLACES_MAX) return false;
+    if (decimals > PLACES_MAX || whole + decimals > PLACES_MAX) return false;
     f->negative = n->negative;
     f->whole = whole;
     f->decimals = decimals;
