@@ -277,6 +277,78 @@ ZEMAPI HEXP ZEMCALL ZEMParseFormula(HEC ec, HEXP old, const char *text, const ch
 /* 1 when name can serve as a name. A null context is the default one. */
 ZEMAPI int ZEMCALL ZEMValidName(HEC ec, const char *name, ExpError *report);
 
+/* ---- Evaluation ---------------------------------------------------------
+ * Only a Formula evaluates. A failure anywhere gives 0 and no report. */
+
+/* Number and DateTime: 25 bytes into buffer. String: with bufferSize 0 the
+ * needed size (length + 1) as a 32-bit number at buffer; else the lesser of
+ * bufferSize and length + 1 bytes (cut strings arrive without a NUL). */
+ZEMAPI int ZEMCALL ZEMEvaluateExpression(HEC ec, HEXP exp, int32_t bufferSize, void *buffer);
+/* Number and DateTime: 25 bytes into *buffer, which the caller allocated.
+ * String: *buffer (from ZEMMemAlloc, or 0) is grown to fit, the text with
+ * its NUL copied, and *length set to its size masked to 16 bits. */
+ZEMAPI int ZEMCALL ZEMEvaluateExpressionExt(HEC ec, HEXP exp, uint32_t *length, void **buffer);
+
+/* ---- The built-in functions ----------------------------------------------
+ * FUNDefineFunctions registers the 46 built-ins in a context, under their
+ * names without "FUN". Each is also exported under its FUN name with the
+ * function callback's arguments (ZEMFunctionCallback). */
+ZEMAPI int ZEMCALL FUNDefineFunctions(HEC ec);
+/* Puts text into a String result block of size bytes, growing it first when
+ * it is too small. 1, or 0 with *value unchanged. */
+ZEMAPI int ZEMCALL FUNStrVarResult(void **value, int32_t size, const char *text);
+
+#define ZEM_BUILTIN(name)                                                      \
+    ZEMAPI int ZEMCALL name(HEC ec, HEXP current, int32_t size, void **value, \
+                            const char *functionName, void **arguments);
+ZEM_BUILTIN(FUNDateAddDay)
+ZEM_BUILTIN(FUNDateYear)
+ZEM_BUILTIN(FUNDateMonth)
+ZEM_BUILTIN(FUNDateDay)
+ZEM_BUILTIN(FUNDateHour)
+ZEM_BUILTIN(FUNDateMinute)
+ZEM_BUILTIN(FUNDateSecond)
+ZEM_BUILTIN(FUNDateMonthBegin)
+ZEM_BUILTIN(FUNDateMonthEnd)
+ZEM_BUILTIN(FUNDateToStr)
+ZEM_BUILTIN(FUNDateConstruct)
+ZEM_BUILTIN(FUNStrMid)
+ZEM_BUILTIN(FUNStrRight)
+ZEM_BUILTIN(FUNStrLeft)
+ZEM_BUILTIN(FUNStrLength)
+ZEM_BUILTIN(FUNStrRTrim)
+ZEM_BUILTIN(FUNStrLTrim)
+ZEM_BUILTIN(FUNStrRepeat)
+ZEM_BUILTIN(FUNStrPad)
+ZEM_BUILTIN(FUNStrCompare)
+ZEM_BUILTIN(FUNStrIFF)
+ZEM_BUILTIN(FUNStrCase)
+ZEM_BUILTIN(FUNStrProper)
+ZEM_BUILTIN(FUNStrReplace)
+ZEM_BUILTIN(FUNStrScan)
+ZEM_BUILTIN(FUNStrSpaces)
+ZEM_BUILTIN(FUNStrToDate)
+ZEM_BUILTIN(FUNStrToNumber)
+ZEM_BUILTIN(FUNStrUpper)
+ZEM_BUILTIN(FUNNumberAbsolute)
+ZEM_BUILTIN(FUNNumberMod)
+ZEM_BUILTIN(FUNNumberToStr)
+ZEM_BUILTIN(FUNNumberToCurrency)
+ZEM_BUILTIN(FUNNumberCountryFmt)
+ZEM_BUILTIN(FUNNumberRound)
+ZEM_BUILTIN(FUNNumberTruncate)
+ZEM_BUILTIN(FUNStrLower)
+ZEM_BUILTIN(FUNNumberIFF)
+ZEM_BUILTIN(FUNDateIFF)
+ZEM_BUILTIN(FUNDateToStrPicture)
+ZEM_BUILTIN(FUNNumberToStrPicture)
+ZEM_BUILTIN(FUNStrTrim)
+ZEM_BUILTIN(FUNStrTranslate)
+ZEM_BUILTIN(FUNPower)
+ZEM_BUILTIN(FUNWeekDay)
+ZEM_BUILTIN(FUNDateQuarter)
+#undef ZEM_BUILTIN
+
 /* ---- Start-up state ----------------------------------------------------- */
 
 ZEMAPI void *ZEMCALL FUNModuleHandle(void);
