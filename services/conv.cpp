@@ -59,6 +59,8 @@ static_assert(offsetof(ConvLocale, localeText1) == 37);
 static_assert(offsetof(ConvLocale, localeText2) == 42);
 static_assert(offsetof(ConvLocale, localeText3) == 47);
 static_assert(offsetof(ConvLocale, localeWord2) == 50);
+static_assert(offsetof(ConvLocale, regional) % alignof(ZEMRegional) == 0 &&
+              alignof(ConvLocale) >= alignof(ZEMRegional));
 
 namespace {
 

@@ -32,9 +32,10 @@ const ZEMRegional *SvcRegional(void);  // the settings in force
 // the rest is the conversions' own. A picture conversion whose text fields
 // point into the block that was loaded last takes the names and designators
 // from the copy of the settings kept here, so the block stays as it was at
-// its load however the settings change later.
+// its load however the settings change later. The fields are packed, the
+// block itself aligned for the copy of the settings.
 #pragma pack(push, 1)
-typedef struct ConvLocale {
+typedef struct alignas(4) ConvLocale {
     int32_t localeWord0;        // 0: date order, as ZEMRegional.dateOrder
     unsigned char private1[29];
     int32_t localeWord1;        // 33: 1 for a 24-hour clock
@@ -42,7 +43,8 @@ typedef struct ConvLocale {
     char localeText2[5];        // 42: time separator
     char localeText3[3];        // 47: decimal point (its first two bytes)
     int32_t localeWord2;        // 50: decimals of the currency format
-    ZEMRegional regional;       // 54: the settings as they were at the load
+    unsigned char private2[2];
+    ZEMRegional regional;       // 56: the settings as they were at the load
 } ConvLocale;
 #pragma pack(pop)
 
