@@ -247,6 +247,7 @@ TEST(Tokens, Units) {
         {"distinct All", {{Quant, 0, 8, "1"}, {Quant, 9, 3, "2"}}, ECFlagQualifiers},
         {"days", {{Unit, 0, 4, "1"}}, ECFlagQualifiers},
         {"DISTINCT(", {{Fn, 0, 9, "DISTINCT"}}, ECFlagQualifiers},
+        {"all days", {{Quant, 0, 3, "2"}, {Name, 4, 4, "days"}}, ECFlagQualifiers | ECFlagNoDateMath},
     });
 }
 
@@ -369,6 +370,7 @@ TEST(Tokens, NamesUnderBothCodePages) {
         {"\"\x81\x40\"", {{Name, 0, 4, "\"\x81\x40\""}}},
         {"\xB1 (", {{Fn, 0, 3, "\xB1"}}},
         {"\xA0(", {{Bad, 0, 1, nullptr}}},
+        {"a\x83'b'", {{Bad, 1, 1, nullptr}, {Str, 2, 3, "b"}}},
     };
     runCases(cp932);
     CodePage page(1252);
@@ -383,6 +385,7 @@ TEST(Tokens, NamesUnderBothCodePages) {
         {"\"\x81\"", {{Name, 0, 3, "\"\x81\""}}},
         {"\xD7(", {{Bad, 0, 1, nullptr}}},
         {"\xC0 (x", {{Fn, 0, 3, "\xC0"}, {Name, 3, 1, "x"}}},
+        {"a\x83'b'", {{Name, 0, 2, "a\x83"}, {Str, 2, 3, "b"}}},
     };
     runCases(cp1252);
 }
@@ -609,6 +612,10 @@ TEST(Tokens, EachAllocationFails) {
             int want = normal[i];
             if (n < (int)effects.size() && effects[n].index == (int)i) want = effects[n].token;
             EXPECT_EQ(got[i].token, want) << "run " << n << " token " << i;
+            if (got[i].token == TokNoMemory) {
+                EXPECT_EQ(got[i].start, kMarkStart);
+                EXPECT_FALSE(got[i].hasValue);
+            }
         }
     });
     EXPECT_EQ(runs, 10);
