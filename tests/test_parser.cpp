@@ -1,0 +1,410 @@
+// The grammar: text in, tree or report out. Shapes and precedence, unit
+// words and quantifiers, type and syntax errors with their spans, the order
+// of actions under the look-ahead, the stack limit, and no leaks on failure.
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "context/expressions.h"
+#include "context/startup.h"
+#include "language/parsestate.h"
+#include "language/tree.h"
+#include "support.h"
+
+namespace {
+
+enum : uint16_t {
+    M = ECFlagModulo, R = ECFlagRangesAndSets, Q = ECFlagQualifiers, NC = ECFlagNoConcat,
+    SP = ECFlagStringPlus, DMS = ECFlagDateMinusString,
+    X = 0x8000,  // of the test: operator callbacks for || on Numbers and + on keywords
+};
+
+void addItem(HEC ec, int kind, const char *name, int type, int subclass = 0) {
+    ExpItem item = {};
+    item.kind = (int16_t)kind;
+    item.dataType = (int16_t)type;
+    item.required = (uint16_t)subclass;
+    strcpy(item.name, name);
+    ASSERT_EQ(1, ZEMAddExpressionItem(ec, &item));
+}
+
+void addFunction(HEC ec, const char *name, int type, std::vector<int> params, int required = 0,
+                 int optional = 0, int flags = 0) {
+    std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(params.size() + 1));
+    ExpItem *item = (ExpItem *)bytes.data();
+    item->kind = ZEM_ITEM_FUNCTION;
+    item->dataType = (int16_t)type;
+    strcpy(item->name, name);
+    item->paramCount = (int16_t)params.size();
+    item->required = (uint16_t)required;
+    item->optional = (uint16_t)optional;
+    item->flags = (uint16_t)flags;
+    for (size_t i = 0; i < params.size(); i++) item->params[i] = ExpParam{0, (uint16_t)params[i], 0};
+    ASSERT_EQ(1, ZEMAddExpressionItem(ec, item));
+}
+
+// A tree in prefix form: a unit code behind its operator, a call's form
+// behind its name (* star, Q quantifier), Sets in braces, Ranges in brackets.
+std::string show(const ExpNode *node, const char *text) {
+    auto list = [&](HARRAY h) {
+        std::string out;
+        for (unsigned i = 0; i < SvcArrayCount(h); i++) {
+            out += " " + show(*(ExpNode **)SvcArrayLock(h, i), text);
+            SvcArrayUnlock(h);
+        }
+        return out;
+    };
+    const char *name = (const char *)node->left;
+    switch (node->kind) {
+    case NodeNumber: {
+        Number zero;
+        SvcNumFromInt(&zero, 0);
+        std::string own(text + node->start, node->length);
+        return (SvcNumCompare((const Number *)node->left, &zero) < 0 ? "-" : "") + own;
+    }
+    case NodeInput: return name;
+    case NodeString: return "'" + std::string(name) + "'";
+    case NodeDate: return "#" + std::string(name) + "#";
+    case NodeExpression: return std::string("(exp ") + name + ")";
+    case NodeFunction:
+        return std::string("(") + name + (node->flags == FormStar ? "*" : "") +
+               (node->flags == FormQuantifier ? "Q" : "") +
+               (node->right ? list(nodeList(node)) : "") + ")";
+    case NodeSet: return "{" + list(nodeList(node)).substr(1) + "}";
+    case NodeRange:
+        return "[" + show((ExpNode *)node->left, text) + " " + show((ExpNode *)node->right, text) + "]";
+    default: {
+        std::string op = node->kind == '|' ? "||" : std::string(1, (char)node->kind);
+        if (node->flags) op += ":" + std::to_string(node->flags);
+        return "(" + op + " " + show((ExpNode *)node->left, text) + " " +
+               show((ExpNode *)node->right, text) + ")";
+    }
+    }
+}
+
+int ZEMCALL noOperator(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *) {
+    return 0;
+}
+
+// A context with items of each type: a b c n Price Numbers, d e DateTimes,
+// s t Strings, k a keyword of type 3, Asc one of type 256; stored
+// expressions Total (a Formula) and Pair (a Set).
+struct Context {
+    HEC ec;
+    explicit Context(uint16_t flags = 0) {
+        ec = ZEMCreateEC(0, 0, 0, ECFlagRangesAndSets);
+        for (const char *n : {"a", "b", "c", "n", "Price"}) addItem(ec, ZEM_ITEM_INPUT, n, 0);
+        for (const char *n : {"d", "e"}) addItem(ec, ZEM_ITEM_INPUT, n, 1);
+        for (const char *n : {"s", "t"}) addItem(ec, ZEM_ITEM_INPUT, n, 2);
+        addItem(ec, ZEM_ITEM_KEYWORD, "k", 3);
+        addItem(ec, ZEM_ITEM_KEYWORD, "Asc", 256, 2);
+        addFunction(ec, "Now", 1, {});
+        addFunction(ec, "@NOW", 1, {});
+        addFunction(ec, "f", 0, {0, 0}, 0, 1);
+        addFunction(ec, "Count", 0, {4}, 0, 0, ZEM_FN_QUANTIFIER);
+        addFunction(ec, "Uniq", 0, {4}, 0, 0, ZEM_FN_DISTINCT);
+        addFunction(ec, "Plain", 0, {4});
+        addFunction(ec, "Rows", 0, {5}, 0, 0, ZEM_FN_DISTINCT);
+        store("Total", "Price * 2");
+        store("Pair", "1, 2");
+        ec->flags = flags & ~X;
+        if (flags & X) {
+            ec->operators[OP_CONCAT].callbacks[0] = noOperator;
+            ec->operators[OP_PLUS].callbacks[3] = noOperator;
+        }
+    }
+    ~Context() {
+        for (unsigned i = 0; i < SvcArrayCount(ec->expressions); i++) {
+            ExpRecord *r = *(ExpRecord **)SvcArrayLock(ec->expressions, i);
+            SvcArrayUnlock(ec->expressions);
+            FreeNode(ec, r->root);
+            SvcFree(r->name);
+            SvcFree(r);
+        }
+        SvcArrayDestroy(ec->expressions);
+        ec->expressions = 0;
+        ZEMDestroyEC(ec);
+    }
+    void store(const char *name, const char *text) {
+        LockGuard g(&gParserLock);
+        StartParse(ec, text, 0);
+        ASSERT_EQ(0, RunParser()) << text;
+        ExpRecord *record = (ExpRecord *)SvcAlloc(sizeof(ExpRecord));
+        record->root = gParse.result;
+        record->resultType = (uint16_t)gParse.result->dataType;
+        record->name = (char *)SvcAlloc(strlen(name) + 1);
+        strcpy(record->name, name);
+        HARRAY grown = ec->expressions ? SvcArrayGrow(ec->expressions, -1)
+                                       : SvcArrayCreate(sizeof(ExpRecord *), 1);
+        ec->expressions = grown;
+        *(ExpRecord **)SvcArrayLock(grown, SvcArrayCount(grown) - 1) = record;
+        SvcArrayUnlock(grown);
+    }
+    // "tree :type" after success, "E<code> <start>,<length>" after failure.
+    std::string parse(const char *text, int validating = 0, ExpNode **keep = 0) {
+        LockGuard g(&gParserLock);
+        StartParse(ec, text, validating);
+        if (RunParser()) {
+            EXPECT_EQ(nullptr, gParse.result) << text;
+            const ExpError &e = gParse.error;
+            return "E" + std::to_string(e.code) + " " + std::to_string(e.start) + "," +
+                   std::to_string(e.length);
+        }
+        ExpNode *root = gParse.result;
+        std::string out = show(root, text) + " :" + std::to_string(root->dataType);
+        if (keep)
+            *keep = root;
+        else
+            FreeNode(ec, root);
+        return out;
+    }
+};
+
+struct Case {
+    uint16_t flags;
+    const char *text;
+    const char *expected;  // a report without a span compares the code only
+};
+
+const Case kCases[] = {
+    // Precedence, association, unary minus, unit words.
+    {M | X, "1 + 2 * 3", "(+ 1 (* 2 3)) :0"},
+    {0, "1 * 2 + 3", "(+ (* 1 2) 3) :0"},
+    {0, "1 - 2 - 3", "(- (- 1 2) 3) :0"},
+    {0, "8 / 4 * 2", "(* (/ 8 4) 2) :0"},
+    {M, "a * b % c", "(* a (% b c)) :0"},
+    {M | X, "a % b || c", "(% a (|| b c)) :0"},
+    {M | X, "a || b % c", "(% (|| a b) c) :0"},
+    {0, "s || t || 'x'", "(|| (|| s t) 'x') :2"},
+    {0, "((1))", "1 :0"},
+    {0, "-1.5", "-1.5 :0"},
+    {0, "a -1", "(- a 1) :0"},
+    {0, "a - -1", "(- a -1) :0"},
+    {0, "d + 3 DAYS", "(+:1 d 3) :1"},
+    {0, "d - 2 MONTHS + 1", "(+ (-:2 d 2) 1) :1"},
+    {0, "d + (2 * 3) DAYS", "(+:1 d (* 2 3)) :1"},
+    {0, "d + 1 + 2 HOURS", "(+:8 (+ d 1) 2) :1"},
+    {0, "d - e", "(- d e) :0"},
+    {0, "Now() - d", "(- (Now) d) :0"},
+    {0, "d - 1/2/2000", "(- d #1/2/2000#) :0"},
+    {0, "'a''b'", "'a''b' :2"},
+    // Options that widen the operators.
+    {DMS, "d - 'x'", "(- d 'x') :0"},
+    {SP, "'a' + 'b'", "(+ 'a' 'b') :2"},
+    {M, "1 % 2", "(% 1 2) :0"},
+    {X, "k + k", "(+ k k) :3"},
+    // Type, name and unit errors with their spans; an action runs before a
+    // syntax error in its look-ahead.
+    {0, "1 + 'a' b", "E100 4,3"},
+    {0, "1 + ?", "E110 4,1"},
+    {0, "Nobody + 1", "E102 0,6"},
+    {0, "1 + Nobody", "E102 4,6"},
+    {0, "a * b DAYS", "E129 2,1"},
+    {0, "d + 2 * 3 DAYS", "E129 6,1"},
+    {0, "1 + 2 DAYS", "E129 6,4"},
+    {0, "d - d DAYS", "E129 6,4"},
+    {0, "d + 3 DAYS * 2", "E114 11,1"},  // the unit word closed d + 3
+    {0, "d + d", "E100 4,1"},
+    {0, "d + d DAYS", "E100 4,1"},
+    {0, "(1 + d) DAYS", "E100 5,1"},
+    {0, "d - 'x'", "E128 4,3"},
+    {0, "d * 2", "E114 2,1"},
+    {0, "'a' + 'b'", "E113 4,1"},
+    {NC, "'a' || 'b'", "E113 4,2"},
+    {M, "'a' % 'b'", "E113 4,1"},
+    {0, "s || 1", "E115 5,1"},
+    {0, "1 || 2", "E111 2,2"},
+    {0, "1 + s", "E100 4,1"},
+    {0, "k + k", "E132 2,1"},
+    {X, "k + 1", "E129 4,1"},
+    {0, "Asc", "E129 0,1000"},
+    {0, "d + 32/13/2000", "E123 4,10"},
+    // Syntax errors.
+    {0, "1 2 + 3", "E109 4,1"},
+    {0, "1 +", "E109 3,1"},
+    {0, "1 ? 2", "E109 2,1"},
+    {0, "1 % 2", "E109 2,1"},  // % is no operator without the option
+    {0, "", "E109 0,1"},
+    {R, "   ", "E109"},
+    {R, "-a", "E109"},
+    {R, "-(1)", "E109"},
+    {R, "--1", "E109"},
+    {R, "(1, 2)", "E109"},
+    {R, "1,", "E109"},
+    {R, "f(a AND b)", "E109"},
+    {R, "a b", "E109"},
+    {R, "DAYS", "E109"},
+    {R, "(1", "E109"},
+    {R, "1)", "E109"},
+    {R, "f(1", "E109"},
+    {R, "1 < 2", "E109"},
+    {R, "{1}", "E109"},
+    {R, "Asc )", "E109"},  // the list's reduction comes first, not the keyword check
+    // Ranges and Sets.
+    {R, "1, 2", "{1 2} :0"},
+    {R, "a, b + 1, c", "{a (+ b 1) c} :0"},
+    {R, "1 AND 10", "[1 10] :0"},
+    {R, "d AND d + 1", "[d (+ d 1)] :1"},
+    {R, "Asc AND Asc", "[Asc Asc] :256"},
+    {R, "1, 'a'", "E134 3,3"},
+    {R, "1, Asc", "E129 3,3"},
+    {R, "Asc, 1", "E129 0,3"},
+    {R, "1 AND 'z'", "E135 6,3"},
+    {R, "a AND b AND c", "E109 11,3"},  // after the Range was built
+    {R, "a, b AND c", "E109"},
+    {0, "1, 2", "E109 0,0"},
+    {0, "a AND b", "E109 0,0"},
+    // Calls of functions and stored expressions.
+    {0, "Total()", "(exp Total) :0"},
+    {0, "Total ( ) + 1", "(+ (exp Total) 1) :0"},
+    {0, "f()", "(f) :0"},
+    {0, "f(1, 2)", "(f 1 2) :0"},
+    {0, "@NOW", "(@NOW) :1"},
+    {0, "Total(1)", "E124 0,6"},
+    {0, "Total(*)", "E124 0,6"},
+    {0, "Pair()", "E136 0,5"},
+    {0, "Total", "E102 0,5"},
+    {0, "1 + Later (2)", "E103 4,7"},
+    {0, "@NOW + Later()", "E103 7,6"},
+    {0, "@PI", "E103 0,3"},
+    {0, "f(1)", "E117 0,2"},
+    {0, "f(1, 2, 3)", "E105 0,2"},
+    {0, "f(*)", "E109 2,1"},
+    {0, "f(1, 'x')", "E118 5,3"},
+    // Quantifiers.
+    {Q, "Count(DISTINCT a)", "(CountQ a) :0"},
+    {Q, "Count(ALL a)", "(CountQ a) :0"},
+    {Q, "Uniq(distinct a + 1)", "(UniqQ (+ a 1)) :0"},
+    {Q, "Rows(*)", "(Rows*) :0"},
+    {Q, "Plain(DISTINCT a)", "E129 6,8"},
+    {Q, "Uniq(a)", "E130 0,5"},
+    {Q, "Uniq(ALL a)", "E130 5,3"},
+    {Q, "Uniq(ALL)", "E130 5,3"},
+    {Q, "Count(DISTINCT)", "E117 0,6"},
+    {Q, "Count(a DISTINCT)", "E109"},
+    {Q, "DISTINCT", "E109"},
+    {0, "DISTINCT", "E102 0,8"},
+};
+
+TEST(Parser, TextsGiveTreesOrReports) {
+    LeakCheck leaks;
+    for (const Case &t : kCases) {
+        Context c(t.flags);
+        std::string got = c.parse(t.text);
+        if (strchr(t.expected, ' ') || t.expected[0] != 'E')
+            EXPECT_EQ(t.expected, got) << "text: " << t.text;
+        else
+            EXPECT_EQ(t.expected, got.substr(0, got.find(' '))) << "text: " << t.text;
+        LockGuard g(&gParserLock);
+        if (got[0] != 'E') {
+            EXPECT_EQ(0, gParse.quantifier) << t.text;  // taken by the call
+        }
+    }
+}
+
+TEST(Parser, NodeSpansAndClosingOffsets) {
+    LeakCheck leaks;
+    Context c(R);
+    struct {
+        const char *text;
+        uint32_t start, length, closing;
+    } cases[] = {
+        {"1 + 2", 4, 1, 0},        // at the end: the last real token
+        {"(1 * 2 + 3)", 10, 1, 0}, // reduced with the ")" in hand
+        {"s || 't'", 5, 3, 0},     // no look-ahead: the right operand's token
+        {"d + 3 DAYS", 6, 4, 0},   // the unit word
+        {"-1", 1, 1, 0},           // the minus isn't part of a number
+        {"f (1, 2)", 0, 3, 7},     // the function token with its blank and (
+        {"Total( )", 0, 6, 7},
+        {"@NOW", 0, 4, 0},
+        {"1, 2", 0, 0, 0},
+        {"1 AND 2", 0, 0, 0},
+    };
+    for (auto &t : cases) {
+        ExpNode *root = 0;
+        c.parse(t.text, 0, &root);
+        ASSERT_NE(nullptr, root) << t.text;
+        EXPECT_EQ(t.start, root->start) << t.text;
+        EXPECT_EQ(t.length, root->length) << t.text;
+        EXPECT_EQ(t.closing, root->closing) << t.text;
+        FreeNode(c.ec, root);
+    }
+    ExpNode *root = 0;
+    c.parse("1 * 2 + 3", 0, &root);
+    EXPECT_EQ(6u, ((ExpNode *)root->left)->start);  // reduced with "+" in hand
+    FreeNode(c.ec, root);
+}
+
+TEST(Parser, ValidatingLetsUnknownNamesThrough) {
+    LeakCheck leaks;
+    Context c;
+    EXPECT_EQ("Nobody :-1", c.parse("Nobody", 1));
+    EXPECT_EQ("E132 7,1", c.parse("Nobody + 1", 1));
+}
+
+TEST(Parser, TheStackHoldsOneHundredFiftyEntries) {
+    LeakCheck leaks;
+    Context c;
+    auto nest = [](const char *prefix, int count) {
+        std::string text;
+        for (int i = 0; i < count; i++) text += prefix;
+        return text + "1" + std::string(count, ')');
+    };
+    EXPECT_EQ("1 :0", c.parse(nest("(", 147).c_str()));
+    EXPECT_EQ("E122", c.parse(nest("(", 148).c_str()).substr(0, 4));
+    EXPECT_NE('E', c.parse(nest("1+(", 49).c_str())[0]);
+    EXPECT_EQ("E122", c.parse(nest("1+(", 50).c_str()).substr(0, 4));
+}
+
+TEST(Parser, MessagesMapOntoCodes) {
+    Context c;
+    struct {
+        const char *text;
+        unsigned code;
+    } cases[] = {{"syntax error", ERR_SYNTAX},    {"Syntax error", ERR_SYNTAX},
+                 {"Out of Memory", ERR_MEMORY},   {"memory exhausted", ERR_TOCOMPLEX},
+                 {"Parser stack overflow", ERR_TOCOMPLEX}, {"something else", ERR_GENERAL}};
+    LockGuard g(&gParserLock);
+    for (auto &t : cases) {
+        StartParse(c.ec, "abc + 1", 0);
+        NextToken();
+        SvcFree(gParse.tokenValue);
+        ParserMessage(t.text);
+        EXPECT_EQ(t.code, gParse.error.code) << t.text;
+        EXPECT_EQ(DeliveredCount() - 3, gParse.error.start) << t.text;
+        EXPECT_EQ(3u, gParse.error.length) << t.text;
+    }
+    gParse.error = ExpError{ERR_MAXTOKEN, 7, 9};
+    ParserMessage("syntax error");
+    EXPECT_EQ(ERR_MAXTOKEN, gParse.error.code);
+    EXPECT_EQ(7u, gParse.error.start);
+}
+
+TEST(Parser, AnOverlongTokenEndsTheText) {
+    LeakCheck leaks;
+    Context c;
+    std::string name(3000, 'x');
+    EXPECT_EQ("E112", c.parse(("1 + " + name).c_str()).substr(0, 4));
+    EXPECT_EQ("(+ 1 2) :0", c.parse(("(1 + 2) " + name).c_str()));
+}
+
+TEST(Parser, FailedAllocationsLeaveNothingBehind) {
+    Context c(R | Q);
+    const char *texts[] = {"1 + 2 * (Price - 3)", "f(a, b) + Total()", "'x' || s",
+                           "d + 3 DAYS",          "1, 2, 3, 4, 5",     "1 AND 2",
+                           "Count(DISTINCT a)",   "1/2/2000",          "1 2",
+                           "a AND b AND c",       "f(1, 2, 3)",        "a, b + 'x'"};
+    for (const char *text : texts) {
+        std::string clean = c.parse(text);
+        int runs = EachAllocationFails([&](int) {
+            std::string got = c.parse(text);
+            if (got[0] != 'E') {
+                EXPECT_EQ(clean, got) << text;
+            }
+        });
+        EXPECT_GT(runs, 1) << text;
+    }
+}
+
+}  // namespace
