@@ -43,7 +43,7 @@ typedef void *HZEMWND;           /* a window of the host, or 0 */
 
 /* A code address as the item records and the resolve callback carry it.
  * Cast it to the callback type that fits the item's kind. */
-typedef int (ZEMCALL *ZEMProc)(void);
+typedef void (ZEMCALL *ZEMProc)(void);
 
 /* ---- Values ------------------------------------------------------------- */
 

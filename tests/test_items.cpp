@@ -25,7 +25,7 @@ struct HostItem {
     }
 };
 
-int ZEMCALL dummyFunction(void) { return 42; }
+void ZEMCALL dummyFunction(void) {}
 std::vector<std::string> resolved;
 ZEMProc ZEMCALL resolveName(const char *name) {
     resolved.push_back(name ? name : "(null)");
