@@ -100,14 +100,14 @@ typedef struct ExpItem {
     ExpParam params[1];         /* paramCount descriptors, functions only */
 } ExpItem;
 
+#pragma pack(pop)
+
 /* The report of a failed parse: 12 bytes. */
 typedef struct ExpError {
     uint32_t code;    /* 100..137, 0 for none */
     uint32_t start;   /* byte offset of the span in the text */
     uint32_t length;  /* its length in bytes, 0 when unknown */
 } ExpError;
-
-#pragma pack(pop)
 
 #define ZEM_EXPITEM_SIZE(n) (offsetof(ExpItem, params) + 6u * (size_t)(n))
 
