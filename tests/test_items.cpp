@@ -161,9 +161,12 @@ TEST(Items, FunctionNameCopyAndResolve) {
     ASSERT_EQ(ZEMAddExpressionItem(c.ec, &f.item), 1);
     ExpItem *stored = itemFind(c.ec->functions, "Sum");
     ASSERT_NE(stored, nullptr);
-    EXPECT_NE(stored->functionName, hostName) << "the name is copied";
-    EXPECT_STREQ(stored->functionName, "HostSum");
-    EXPECT_EQ(stored->callback, (ZEMProc)dummyFunction);
+    // Packed fields are read into locals: a reference to one is misaligned.
+    const char *storedName = stored->functionName;
+    ZEMProc storedCode = stored->callback;
+    EXPECT_NE(storedName, hostName) << "the name is copied";
+    EXPECT_STREQ(storedName, "HostSum");
+    EXPECT_EQ(storedCode, (ZEMProc)dummyFunction);
     ASSERT_EQ(resolved.size(), 1u);
 
     HostItem withCode(0, 0, "Own");
@@ -181,7 +184,8 @@ TEST(Items, FunctionNameCopyAndResolve) {
     EXPECT_EQ(ZEMAddExpressionItem(c.ec, &lost.item), 1);
     ExpItem *l = itemFind(c.ec->functions, "Lost");
     ASSERT_NE(l, nullptr);
-    EXPECT_EQ(l->functionName, nullptr);
+    const char *lostName = l->functionName;
+    EXPECT_EQ(lostName, nullptr);
     ASSERT_EQ(resolved.size(), 2u);
     EXPECT_EQ(resolved[1], "(null)");
 }
@@ -305,8 +309,8 @@ TEST(Items, GetExpressionVariable) {
     memset(out, 0xAB, sizeof(out));
     ExpItem *rec = (ExpItem *)out;
     EXPECT_EQ(ZEMGetExpressionVariable(c.ec, rec, "Due"), 1);
-    EXPECT_EQ(rec->dataType, 1);
-    EXPECT_EQ(rec->required, 4);
+    EXPECT_EQ(int(rec->dataType), 1);
+    EXPECT_EQ(int(rec->required), 4);
     EXPECT_STREQ(rec->name, "Due");
     EXPECT_EQ(ZEMGetExpressionVariable(c.ec, rec, "due"), 0);
     EXPECT_EQ(ZEMGetExpressionVariable(c.ec, nullptr, "Due"), 0);
