@@ -1,6 +1,7 @@
 // Creating and destroying contexts, their callbacks and the operator rule.
 #include "context/ec.h"
 
+#include "context/expressions.h"
 #include "context/items.h"
 
 extern "C" {
@@ -20,6 +21,7 @@ ZEMAPI HEC ZEMCALL ZEMCreateEC(HZEMWND owner, ZEMResolveCallback resolve, ZEMRen
 
 ZEMAPI int ZEMCALL ZEMDestroyEC(HEC ec) {
     if (!ec) return 1;
+    releaseExpressions(ec);
     itemStoreRelease(ec->inputItems);
     itemStoreRelease(ec->functions);
     itemStoreRelease(ec->keywords);
