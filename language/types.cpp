@@ -2,8 +2,6 @@
 // node is built, so a stored expression has one fixed result type.
 #include "language/types.h"
 
-#include <string.h>
-
 #include "context/expressions.h"
 #include "context/items.h"
 #include "errors/errors.h"
@@ -20,19 +18,6 @@ ExpNode *listAt(HARRAY list, unsigned index) {
     ExpNode *node = slot ? *slot : 0;
     SvcArrayUnlock(list);
     return node;
-}
-
-// The stored expression of exactly that name, or 0.
-ExpRecord *storedExpression(HEC ec, const char *name) {
-    if (!ec->expressions) return 0;
-    ExpRecord *found = 0;
-    unsigned count = SvcArrayCount(ec->expressions);
-    ExpRecord **records = (ExpRecord **)SvcArrayLock(ec->expressions, 0);
-    for (unsigned i = 0; records && i < count && !found; i++) {
-        if (records[i] && records[i]->name && strcmp(records[i]->name, name) == 0) found = records[i];
-    }
-    SvcArrayUnlock(ec->expressions);
-    return found;
 }
 
 void reportAt(ExpError *report, unsigned code, const ExpNode *node) {
@@ -264,7 +249,7 @@ ExpNode *BuildCall(char *name, HARRAY args, int form) {
     if (type != -1) {
         type = functionCallType(type, args, name, form);
     } else {
-        HEXP exp = storedExpression(gParse.ec, name);
+        HEXP exp = ZEMHEXPFromName(gParse.ec, name);
         if (exp)
             type = expressionCallType(node, exp, args, form);
         else

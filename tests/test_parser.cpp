@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "context/expressions.h"
 #include "context/startup.h"
 #include "language/parsestate.h"
 #include "language/tree.h"
@@ -114,32 +113,10 @@ struct Context {
             ec->operators[OP_PLUS].callbacks[3] = noOperator;
         }
     }
-    ~Context() {
-        for (unsigned i = 0; i < SvcArrayCount(ec->expressions); i++) {
-            ExpRecord *r = *(ExpRecord **)SvcArrayLock(ec->expressions, i);
-            SvcArrayUnlock(ec->expressions);
-            FreeNode(ec, r->root);
-            SvcFree(r->name);
-            SvcFree(r);
-        }
-        SvcArrayDestroy(ec->expressions);
-        ec->expressions = 0;
-        ZEMDestroyEC(ec);
-    }
+    ~Context() { ZEMDestroyEC(ec); }
     void store(const char *name, const char *text) {
-        LockGuard g(&gParserLock);
-        StartParse(ec, text, 0);
-        ASSERT_EQ(0, RunParser()) << text;
-        ExpRecord *record = (ExpRecord *)SvcAlloc(sizeof(ExpRecord));
-        record->root = gParse.result;
-        record->resultType = (uint16_t)gParse.result->dataType;
-        record->name = (char *)SvcAlloc(strlen(name) + 1);
-        strcpy(record->name, name);
-        HARRAY grown = ec->expressions ? SvcArrayGrow(ec->expressions, -1)
-                                       : SvcArrayCreate(sizeof(ExpRecord *), 1);
-        ec->expressions = grown;
-        *(ExpRecord **)SvcArrayLock(grown, SvcArrayCount(grown) - 1) = record;
-        SvcArrayUnlock(grown);
+        uint16_t type = 0;
+        ASSERT_NE(nullptr, ZEMParseString(ec, text, name, 0, &type)) << text;
     }
     // "tree :type" after success, "E<code> <start>,<length>" after failure.
     std::string parse(const char *text, int validating = 0, ExpNode **keep = 0) {
