@@ -1,0 +1,105 @@
+#!/usr/bin/env python3
+"""Writes date arithmetic cases for test_datemath, worked out by Python's
+datetime and calendar modules.
+
+Step lines, space-separated:
+  S year month day hour minute second op count unit  year month day hour minute second
+where op is + or - and unit the unit code (0 none, 1 day, 2 month, 4 year,
+8 hour, 16 minute, 32 second). Difference lines:
+  D year month day hour minute second  year month day hour minute second  days
+The cases are random (seeded), with dates drawn near month ends and year
+ends as often as anywhere else, and results kept inside the years 1 to 9999.
+"""
+import calendar
+import datetime
+import random
+import sys
+
+UNITS = (0, 1, 2, 4, 8, 16, 32)
+
+
+def add_months(t, n):
+    """The month moves, the year takes the whole years, the day is clipped
+    to the new month's last day, the time of day stays."""
+    index = t.year * 12 + (t.month - 1) + n
+    year, month = divmod(index, 12)
+    day = min(t.day, calendar.monthrange(year, month + 1)[1])
+    return t.replace(year=year, month=month + 1, day=day)
+
+
+def add_years(t, n):
+    year = t.year + n
+    # 29 February into a common year is held to the 28th by the calendar.
+    day = min(t.day, calendar.monthrange(year, t.month)[1])
+    return t.replace(year=year, day=day)
+
+
+def step(t, n, unit):
+    if unit in (0, 1):
+        return t + datetime.timedelta(days=n)
+    if unit == 2:
+        return add_months(t, n)
+    if unit == 4:
+        return add_years(t, n)
+    if unit == 8:
+        return t + datetime.timedelta(hours=n)
+    if unit == 16:
+        return t + datetime.timedelta(minutes=n)
+    return t + datetime.timedelta(seconds=n)
+
+
+def random_count(rng, unit):
+    scale = {0: 4000, 1: 4000, 2: 400, 4: 40, 8: 100000, 16: 5000000, 32: 300000000}[unit]
+    small = rng.randint(-40, 40)
+    return small if rng.random() < 0.5 else rng.randint(-scale, scale)
+
+
+def random_time(rng):
+    year = rng.randint(1, 9999)
+    month = rng.randint(1, 12)
+    last = calendar.monthrange(year, month)[1]
+    kind = rng.random()
+    if kind < 0.3:
+        day = last - rng.randint(0, 2)  # month ends
+    elif kind < 0.4:
+        month, day = rng.choice(((12, 31), (1, 1), (2, 28), (2, 29) if calendar.isleap(year) else (3, 1)))
+    else:
+        day = rng.randint(1, last)
+    edge = rng.random() < 0.3
+    hour = rng.choice((0, 23)) if edge else rng.randint(0, 23)
+    minute = rng.choice((0, 59)) if edge else rng.randint(0, 59)
+    second = rng.choice((0, 59)) if edge else rng.randint(0, 59)
+    return datetime.datetime(year, month, day, hour, minute, second)
+
+
+def fields(t):
+    return "%d %d %d %d %d %d" % (t.year, t.month, t.day, t.hour, t.minute, t.second)
+
+
+def main():
+    rng = random.Random(3600)
+    lines = []
+    while len(lines) < 4000:
+        t = random_time(rng)
+        unit = rng.choice(UNITS)
+        n = random_count(rng, unit)
+        op = rng.choice("+-")
+        try:
+            r = step(t, n if op == "+" else -n, unit)
+        except (OverflowError, ValueError):
+            continue  # outside the years 1 to 9999
+        lines.append("S %s %s %d %d %s" % (fields(t), op, n, unit, fields(r)))
+    while len(lines) < 5000:
+        a, b = random_time(rng), random_time(rng)
+        if rng.random() < 0.5:
+            try:
+                b = a + datetime.timedelta(minutes=rng.randint(-3000, 3000))
+            except OverflowError:
+                continue
+        lines.append("D %s %s %d" % (fields(a), fields(b), (a.date() - b.date()).days))
+    with open(sys.argv[1], "w") as out:
+        out.write("\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    main()
