@@ -57,7 +57,8 @@ TEST(DateMath, DaysInMonth) {
         {3, 2001, 31}, {4, 2001, 30}, {5, 2001, 31}, {6, 2001, 30}, {7, 2001, 31},
         {8, 2001, 31}, {9, 2001, 30}, {10, 2001, 31}, {11, 2001, 30}, {12, 2001, 31},
     };
-    for (auto &c : cases) EXPECT_EQ(c.days, DaysInMonth(c.month, c.year)) << c.month << "/" << c.year;
+    for (auto &c : cases)
+        EXPECT_EQ(c.days, DaysInMonth(c.month, c.year)) << c.month << "/" << c.year;
 }
 
 TEST(DateMath, MonthsCarryYearsAndClipTheDay) {
@@ -132,7 +133,7 @@ TEST(DateMath, NullDateAndUnknownUnitGiveNull) {
         DateTime r;
         memset(&r, 0xA5, sizeof r);
         DateStep(&r, &d, &n, '+', unit);
-        for (unsigned char b : r.bytes) ASSERT_EQ(0, b) << "unit " << unit << ": all 25 bytes cleared";
+        for (unsigned char b : r.bytes) ASSERT_EQ(0, b) << "unit " << unit << ": all bytes cleared";
     }
 }
 
