@@ -82,19 +82,20 @@ void expectAllFunctions(const Context &c, unsigned first) {
         ASSERT_NE(nullptr, item);
         SCOPED_TRACE(want.name);
         EXPECT_STREQ(want.name, item->name);
-        EXPECT_EQ(ZEM_ITEM_FUNCTION, item->kind);
-        EXPECT_EQ(typeCode(want.result), item->dataType);
-        EXPECT_EQ("FUN" + std::string(want.name), item->functionName);
-        EXPECT_EQ(procOf(want.code), item->callback);
-        EXPECT_EQ(0, item->required);
-        EXPECT_EQ(0, item->optional);
-        EXPECT_EQ(0, item->flags);
+        // The record is packed: its fields are read by value.
+        EXPECT_EQ(ZEM_ITEM_FUNCTION, (int)item->kind);
+        EXPECT_EQ(typeCode(want.result), (int)item->dataType);
+        EXPECT_EQ("FUN" + std::string(want.name), (const char *)item->functionName);
+        EXPECT_EQ(procOf(want.code), (ZEMProc)item->callback);
+        EXPECT_EQ(0, (int)item->required);
+        EXPECT_EQ(0, (int)item->optional);
+        EXPECT_EQ(0, (int)item->flags);
         int n = (int)strlen(want.params);
-        ASSERT_EQ(n, item->paramCount);
+        ASSERT_EQ(n, (int)item->paramCount);
         for (int p = 0; p < n; p++) {
-            EXPECT_EQ(typeCode(want.params[p]), item->params[p].type) << "parameter " << p;
-            EXPECT_EQ(0, item->params[p].mode);
-            EXPECT_EQ(0, item->params[p].subclass);
+            EXPECT_EQ(typeCode(want.params[p]), (int)item->params[p].type) << "parameter " << p;
+            EXPECT_EQ(0, (int)item->params[p].mode);
+            EXPECT_EQ(0, (int)item->params[p].subclass);
         }
     }
 }
