@@ -182,7 +182,11 @@ int sessionDefine(Session *s, const std::string &spec) {
         return 0;
     }
     std::string name;
-    if (!utf8To932(spec.substr(0, equals), &name)) name = "?";
+    if (!utf8To932(spec.substr(0, equals), &name)) {
+        fprintf(s->out, "  %s: the name has characters outside code page 932\n", spec.c_str());
+        s->failures++;
+        return 0;
+    }
     uint16_t type = 0;
     if (parse(s, spec.substr(equals + 1), name.c_str(), &type)) return 1;
     fprintf(s->out, "  in the named formula %s\n", spec.substr(0, equals).c_str());
