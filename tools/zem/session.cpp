@@ -135,9 +135,9 @@ void sessionClose(Session *s) {
     s->ec = 0;
 }
 
-int sessionAddItem(Session *s, const std::string &spec, std::string *why) {
-    size_t equals = spec.find('=');
-    std::string head = spec.substr(0, equals), value = spec.substr(equals + 1);
+int sessionAddItem(Session *s, const std::string &argument, std::string *why) {
+    size_t equals = argument.find('=');
+    std::string head = argument.substr(0, equals), value = argument.substr(equals + 1);
     size_t colon = head.find(':');
     int type = TypeInferred;
     if (colon != std::string::npos) {
@@ -175,21 +175,21 @@ int sessionAddItem(Session *s, const std::string &spec, std::string *why) {
     return 1;
 }
 
-int sessionDefine(Session *s, const std::string &spec) {
-    size_t equals = spec.find('=');
+int sessionDefine(Session *s, const std::string &argument) {
+    size_t equals = argument.find('=');
     if (equals == 0 || equals == std::string::npos) {
-        fprintf(s->out, "  --define wants Name=text, not %s\n", spec.c_str());
+        fprintf(s->out, "  --define wants Name=text, not %s\n", argument.c_str());
         return 0;
     }
     std::string name;
-    if (!utf8To932(spec.substr(0, equals), &name)) {
-        fprintf(s->out, "  %s: the name has characters outside code page 932\n", spec.c_str());
+    if (!utf8To932(argument.substr(0, equals), &name)) {
+        fprintf(s->out, "  %s: the name has characters outside code page 932\n", argument.c_str());
         s->failures++;
         return 0;
     }
     uint16_t type = 0;
-    if (parse(s, spec.substr(equals + 1), name.c_str(), &type)) return 1;
-    fprintf(s->out, "  in the named formula %s\n", spec.substr(0, equals).c_str());
+    if (parse(s, argument.substr(equals + 1), name.c_str(), &type)) return 1;
+    fprintf(s->out, "  in the named formula %s\n", argument.substr(0, equals).c_str());
     s->failures++;
     return 0;
 }

@@ -42,10 +42,10 @@ int sessionOpen(Session *s);
 void sessionClose(Session *s);
 // An input item from "name=value" or "name:type=value" (UTF-8). On failure
 // *why says what was wrong and the result is 0.
-int sessionAddItem(Session *s, const std::string &spec, std::string *why);
+int sessionAddItem(Session *s, const std::string &argument, std::string *why);
 // A named formula from "Name=text": 1 when it parsed, else the report is
 // printed and the result is 0.
-int sessionDefine(Session *s, const std::string &spec);
+int sessionDefine(Session *s, const std::string &argument);
 // Parses and evaluates a formula and prints it with its value, or with the
 // report of its failure. 1 on success.
 int sessionEvaluate(Session *s, const std::string &formula);
