@@ -587,6 +587,145 @@ TEST(Tokens, LengthLimit) {
     }
 }
 
+// ---- Long texts. The scanner holds a window of the text and moves it on
+// as it goes; nothing of that may show. A text made of copies of one piece
+// must give, copy by copy, what two copies give: the same tokens, values,
+// spans and read-ahead, shifted by the copy's offset.
+
+struct Traced {
+    int token;
+    uint32_t start;
+    uint32_t length;
+    std::string value;
+    uint32_t delivered;
+    uint32_t matchLength;
+};
+
+std::vector<Traced> trace(HEC ec, const std::string &text) {
+    std::vector<Traced> out;
+    LockGuard g(&gParserLock);
+    StartParse(ec, text.c_str(), 0);
+    for (;;) {
+        gParse.tokenValue = nullptr;
+        int token = NextToken();
+        Traced t{token, gParse.tokenStart, gParse.tokenLength, "", DeliveredCount(), gParse.matchLength};
+        if (carriesValue(token)) {
+            const char *value = (const char *)gParse.tokenValue;
+            t.value = token == TokNumber ? std::string(value, sizeof(Number)) : std::string(value);
+            SvcFree(gParse.tokenValue);
+            gParse.tokenValue = nullptr;
+        }
+        out.push_back(t);
+        if (token == TokEnd) break;
+    }
+    return out;
+}
+
+void expectShifted(const Traced &got, const Traced &want, uint32_t shift) {
+    EXPECT_EQ(got.token, want.token);
+    if (want.token != TokEnd) {
+        EXPECT_EQ(got.start, want.start + shift);
+        EXPECT_EQ(got.length, want.length);
+    }
+    EXPECT_EQ(got.value, want.value);
+    EXPECT_EQ(got.delivered, want.delivered + shift);
+    EXPECT_EQ(got.matchLength, want.matchLength);
+}
+
+TEST(Tokens, LongTextIsItsPiecesInTurn) {
+    // Refused matches, trailing letters, escapes and a lead byte, so that
+    // every sort of backing up meets the window's moves somewhere.
+    const std::string piece =
+        "Price * 1.5E+3 - 12.5E+3 + f (x) || 'it''s' || \"a b\".c + 3 PM+1/2/2000 - 3DAYS\t"
+        "+ Foo Baz + @pi\n- 1 Jan 2000 12:30 PM + 'x\\'y' + \x8A||b + x.y.z.w + ";
+    const uint32_t size = (uint32_t)piece.size();
+    const int copies = 50000 / (int)size;
+    LeakCheck leaks;
+    Context ctx;
+    for (uint32_t pad : {0u, 1u, 2u, 3u, 5u, 8u, 13u, 21u, 34u, 55u}) {
+        SCOPED_TRACE("pad " + std::to_string(pad));
+        std::string lead(pad, ' ');
+        std::vector<Traced> two = trace(ctx.ec, lead + piece + piece);
+        std::string text = lead;
+        for (int i = 0; i < copies; i++) text += piece;
+        std::vector<Traced> all = trace(ctx.ec, text);
+        // The first copy's steps are those before the second copy's first token.
+        size_t first = 0;
+        while (two[first].token == TokEnd || two[first].start < pad + size) first++;
+        size_t last = two.size() - first;
+        ASSERT_EQ(all.size(), first * (copies - 1) + last);
+        for (int i = 0; i < copies - 1; i++)
+            for (size_t j = 0; j < first; j++) expectShifted(all[i * first + j], two[j], i * size);
+        for (size_t j = 0; j < last; j++)
+            expectShifted(all[(copies - 1) * first + j], two[first + j], (copies - 2) * size);
+        if (HasFailure()) return;
+    }
+}
+
+// A long token anywhere in a long text: "ab + " pieces and up to four
+// blanks put it at `offset`; the blanks behind the last "+" are the match
+// before it.
+std::string textWithTokenAt(uint32_t offset, const std::string &token) {
+    std::string text;
+    for (uint32_t i = 0; i < offset / 5; i++) text += "ab + ";
+    return text + std::string(offset % 5, ' ') + token + "+1";
+}
+
+TEST(Tokens, LongTokensDeepInLongTexts) {
+    LeakCheck leaks;
+    std::vector<uint32_t> offsets;
+    for (uint32_t at = 100; at < 45000; at += 2999) offsets.push_back(at);
+    // Around the edges of the first window, which holds eight times the limit.
+    for (uint32_t edge : {7u * 2048, 8u * 2048})
+        for (uint32_t at = edge - 2055; at < edge + 6; at++)
+            if (at < edge - 2045 || at > edge - 6) offsets.push_back(at);
+    const std::string passing[] = {std::string(2047, '7'), "'" + std::string(2045, 'x') + "'",
+                                   "f" + std::string(2046, ' ') + "("};
+    const int kinds[] = {Num, Str, Fn};
+    for (uint32_t at : offsets) {
+        SCOPED_TRACE("offset " + std::to_string(at));
+        size_t before = at / 5 * 2;  // an "ab" and a "+" for each piece
+        for (int k = 0; k < 3; k++) {
+            LimitRun r = scanLimit(textWithTokenAt(at, passing[k]));
+            ASSERT_EQ(r.tokens.size(), before + 3);
+            EXPECT_EQ(r.tokens[before], kinds[k]);
+            EXPECT_EQ(r.lengths[before], (uint32_t)passing[k].size());
+            EXPECT_EQ(r.error.code, 0u);
+        }
+        LimitRun r = scanLimit(textWithTokenAt(at, std::string(2048, '7')));
+        EXPECT_EQ(r.tokens.size(), before);
+        EXPECT_EQ(r.error.code, (uint32_t)ERR_MAXTOKEN);
+        EXPECT_EQ(r.delivered, at + 2048);
+        uint32_t blanks = at < 5 ? at : 1 + at % 5;
+        EXPECT_EQ(r.error.start, at + 2048 + 1 - blanks);
+        EXPECT_EQ(r.error.length, blanks + 1);
+        if (HasFailure()) return;
+    }
+}
+
+// A parse left half way, or ended by a token too long, leaves nothing that
+// the next parse could see.
+TEST(Tokens, NextParseStartsClean) {
+    LeakCheck leaks;
+    std::string text;
+    for (int i = 0; i < 5000; i++) text += "abc + ";
+    {
+        Context ctx;
+        LockGuard g(&gParserLock);
+        StartParse(ctx.ec, text.c_str(), 0);
+        for (int i = 0; i < 4000; i++) {
+            ASSERT_NE(NextToken(), TokEnd);
+            SvcFree(gParse.tokenValue);
+            gParse.tokenValue = nullptr;
+        }
+    }
+    expectSteps("1 2 + 3", {{Num, 3, 1}, {Num, 5, 1}, {'+', 5, 1}, {Num, 8, 1}, {TokEnd, 8, 1}});
+    scanLimit(text + std::string(3000, '1'));
+    expectSteps("1 2 + 3", {{Num, 3, 1}, {Num, 5, 1}, {'+', 5, 1}, {Num, 8, 1}, {TokEnd, 8, 1}});
+    scanLimit(std::string(3000, ' '));
+    expectSteps("'a'", {{Str, 4, 3}, {TokEnd, 4, 1}});
+}
+
 // ---- Allocation failures: the token whose value cannot be had is
 // TokNoMemory, nothing leaks, and the scan goes on behind it.
 
