@@ -1,0 +1,99 @@
+// Parsing: parses per second on realistic formulas and long texts, and how
+// the cost grows with the number of items and stored expressions.
+#include <benchmark/benchmark.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "zemi40.h"
+
+namespace {
+
+void addItem(HEC ec, int kind, int type, const char *name, int params = 0) {
+    unsigned char buf[ZEM_EXPITEM_SIZE(4)] = {};
+    ExpItem *it = (ExpItem *)buf;
+    it->kind = (int16_t)kind;
+    it->dataType = (int16_t)type;
+    it->paramCount = (int16_t)params;
+    for (int i = 0; i < params; i++) it->params[i].type = (uint16_t)(i == 0 ? 2 : 0);
+    snprintf(it->name, sizeof(it->name), "%s", name);
+    ZEMAddExpressionItem(ec, it);
+}
+
+// A context with the items the mix names, plus `extra` filler items and
+// stored expressions that every lookup walks past.
+HEC makeContext(int extra) {
+    HEC ec = ZEMCreateEC(0, 0, 0, ECFlagRangesAndSets);
+    char name[32];
+    uint16_t type;
+    for (int i = 0; i < extra; i++) {
+        snprintf(name, sizeof(name), "Filler%d", i);
+        addItem(ec, ZEM_ITEM_INPUT, 0, name);
+        snprintf(name, sizeof(name), "Stored%d", i);
+        ZEMParseString(ec, "1", name, 0, &type);
+    }
+    addItem(ec, ZEM_ITEM_INPUT, 0, "Price");
+    addItem(ec, ZEM_ITEM_INPUT, 0, "Quantity");
+    addItem(ec, ZEM_ITEM_INPUT, 2, "Customer");
+    addItem(ec, ZEM_ITEM_INPUT, 1, "OrderDate");
+    addItem(ec, ZEM_ITEM_FUNCTION, 2, "StrLeft", 2);
+    addItem(ec, ZEM_ITEM_FUNCTION, 0, "NumberRound", 2);
+    ZEMParseString(ec, "Price * Quantity", "Total", 0, &type);
+    return ec;
+}
+
+const char *const kMix[] = {
+    "Price * Quantity + 12.50",
+    "NumberRound(Total() * 1.08, 2)",
+    "StrLeft(Customer, 3) || ' / ' || 'order'",
+    "OrderDate + 30 DAYS",
+    "OrderDate - 1/31/2001",
+    "(Price - 2) * (Quantity + 1) / 4",
+    "Jan 1, 2000 12:30 PM + 1 MONTH",
+};
+
+void parseMix(benchmark::State &state, HEC ec) {
+    uint16_t type;
+    size_t bytes = 0;
+    for (auto _ : state) {
+        for (const char *text : kMix) {
+            HEXP e = ZEMParseString(ec, text, "Bench", 0, &type);
+            ZEMDestroyEXP(ec, e);
+            bytes += strlen(text);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * (sizeof(kMix) / sizeof(kMix[0])));
+    state.SetBytesProcessed((int64_t)bytes);
+}
+
+void BM_ParseMix(benchmark::State &state) {
+    HEC ec = makeContext(0);
+    parseMix(state, ec);
+    ZEMDestroyEC(ec);
+}
+BENCHMARK(BM_ParseMix);
+
+void BM_ParseMixInLargeContext(benchmark::State &state) {
+    HEC ec = makeContext((int)state.range(0));
+    parseMix(state, ec);
+    ZEMDestroyEC(ec);
+}
+BENCHMARK(BM_ParseMixInLargeContext)->Arg(100)->Arg(1000)->Arg(10000);
+
+void BM_ParseLongText(benchmark::State &state) {
+    HEC ec = makeContext(0);
+    std::string text = "Price";
+    while ((long)text.size() < state.range(0)) text += " + Price * 2";
+    uint16_t type;
+    for (auto _ : state) {
+        HEXP e = ZEMParseString(ec, text.c_str(), "Long", 0, &type);
+        ZEMDestroyEXP(ec, e);
+    }
+    state.SetBytesProcessed(state.iterations() * (int64_t)text.size());
+    ZEMDestroyEC(ec);
+}
+BENCHMARK(BM_ParseLongText)->Arg(1000)->Arg(10000);
+
+}  // namespace
