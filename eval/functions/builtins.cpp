@@ -4,6 +4,7 @@
 #include "eval/functions/builtins.h"
 
 #include <limits.h>
+#include <stdint.h>
 #include <string.h>
 
 #include "services/platform.h"
@@ -77,4 +78,34 @@ extern "C" ZEMAPI int ZEMCALL FUNStrVarResult(void **value, int32_t size, const 
     }
     memcpy(*value, text, need);
     return 1;
+}
+
+bool HaveArguments(void **arguments, int n) {
+    if (!arguments) return false;
+    for (int i = 0; i < n; i++)
+        if (!arguments[i]) return false;
+    return true;
+}
+
+bool ReserveResult(int32_t size, void **value, int64_t need) {
+    if (need < 1) need = 1;
+    if ((uint64_t)need > (uint64_t)SIZE_MAX) return false;
+    if (*value && size >= 0 && (int64_t)size >= need) return true;
+    return ResizeResult(value, (size_t)need) != 0;
+}
+
+int GiveBytes(int32_t size, void **value, const char *text, size_t n) {
+    if (!ReserveResult(size, value, (int64_t)n + 1)) return 0;
+    char *out = (char *)*value;
+    memcpy(out, text, n);
+    out[n] = 0;
+    return 1;
+}
+
+int GiveText(int32_t size, void **value, const char *text) {
+    return GiveBytes(size, value, text, strlen(text));
+}
+
+Number *NumberResult(void **value, void **arguments, int n) {
+    return HaveArguments(arguments, n) ? (Number *)*value : 0;
 }

@@ -16,17 +16,7 @@ enum { TEXT_BUFFER = 100 };  // what a date text takes at most
 const DateTime *dateArg(void **arguments, int i) { return (const DateTime *)arguments[i]; }
 bool isNull(const DateTime *value) { return value->bytes[0] == 0; }
 
-bool haveArguments(void **arguments, int n) {
-    if (!arguments) return false;
-    for (int i = 0; i < n; i++)
-        if (!arguments[i]) return false;
-    return true;
-}
 
-// The block of a 25-byte result, or 0 when a call cannot give one.
-Number *resultOf(void **value, void **arguments, int n) {
-    return haveArguments(arguments, n) ? (Number *)*value : 0;
-}
 
 void unpack(const DateTime *date, DateFields *fields) {
     SvcDateUnpack(date->bytes + 1, date->bytes[0], fields);
@@ -55,7 +45,7 @@ int secondOf(const DateFields *f) { return f->second; }
 
 // A Number from one part of the date; null for a null date.
 int datePart(void **value, void **arguments, int (*part)(const DateFields *)) {
-    Number *result = resultOf(value, arguments, 1);
+    Number *result = NumberResult(value, arguments, 1);
     if (!result) return 0;
     const DateTime *date = dateArg(arguments, 0);
     if (isNull(date)) return 1;
@@ -67,7 +57,7 @@ int datePart(void **value, void **arguments, int (*part)(const DateFields *)) {
 
 // The date at midnight of the given day of its month; null stays null.
 int dateOnDay(void **value, void **arguments, bool lastDay) {
-    DateTime *result = resultOf(value, arguments, 1);
+    DateTime *result = NumberResult(value, arguments, 1);
     if (!result) return 0;
     const DateTime *date = dateArg(arguments, 0);
     if (isNull(date)) return 1;
@@ -79,21 +69,11 @@ int dateOnDay(void **value, void **arguments, bool lastDay) {
     return 1;
 }
 
-int giveText(int32_t size, void **value, const char *text) {
-    size_t need = strlen(text) + 1;
-    if (!*value || size < 0 || (size_t)size < need)
-        if (!ResizeResult(value, need)) return 0;
-    memcpy(*value, text, need);
-    return 1;
-}
 
 }  // namespace
 
 extern "C" {
 
-#define BUILTIN(name)                                                                 \
-    ZEMAPI int ZEMCALL name(HEC, HEXP, [[maybe_unused]] int32_t size, void **value, \
-                            const char *, void **arguments)
 
 BUILTIN(FUNDateYear) { return datePart(value, arguments, yearOf); }
 BUILTIN(FUNDateMonth) { return datePart(value, arguments, monthOf); }
@@ -109,7 +89,7 @@ BUILTIN(FUNDateMonthEnd) { return dateOnDay(value, arguments, true); }
 
 // Nothing checks the parts: the calendar brings them into range as it packs.
 BUILTIN(FUNDateConstruct) {
-    DateTime *result = resultOf(value, arguments, 6);
+    DateTime *result = NumberResult(value, arguments, 6);
     if (!result) return 0;
     DateFields f;
     f.year = IntegerArgument(arguments[0]);
@@ -125,7 +105,7 @@ BUILTIN(FUNDateConstruct) {
 
 // The time of day stays as it was.
 BUILTIN(FUNDateAddDay) {
-    DateTime *result = resultOf(value, arguments, 2);
+    DateTime *result = NumberResult(value, arguments, 2);
     if (!result) return 0;
     Number days;
     SvcNumFromLong(&days, IntegerArgument(arguments[1]));
@@ -134,18 +114,18 @@ BUILTIN(FUNDateAddDay) {
 }
 
 BUILTIN(FUNDateToStr) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     char buffer[TEXT_BUFFER];
     if (!DateToText(dateArg(arguments, 0), buffer)) buffer[0] = 0;
-    return giveText(size, value, buffer);
+    return GiveText(size, value, buffer);
 }
 
 BUILTIN(FUNDateToStrPicture) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     char buffer[TEXT_BUFFER];
     const char *picture = (const char *)arguments[1];
     if (!DateToTextPicture(dateArg(arguments, 0), picture, buffer)) buffer[0] = 0;
-    return giveText(size, value, buffer);
+    return GiveText(size, value, buffer);
 }
 
 #undef BUILTIN

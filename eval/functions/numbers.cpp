@@ -17,43 +17,21 @@ enum { TEXT_BUFFER = 100, PLAIN_NUMBER_BUFFER = 328 };
 const Number *numberArg(void **arguments, int i) { return (const Number *)arguments[i]; }
 bool isNull(const Number *value) { return value->bytes[0] == 0; }
 
-bool haveArguments(void **arguments, int n) {
-    if (!arguments) return false;
-    for (int i = 0; i < n; i++)
-        if (!arguments[i]) return false;
-    return true;
-}
 
-// The block of a 25-byte result, or 0 when a call cannot give one.
-Number *resultOf(void **value, void **arguments, int n) {
-    return haveArguments(arguments, n) ? (Number *)*value : 0;
-}
-
-// The size rule for a text result.
-int giveText(int32_t size, void **value, const char *text) {
-    size_t need = strlen(text) + 1;
-    if (!*value || size < 0 || (size_t)size < need)
-        if (!ResizeResult(value, need)) return 0;
-    memcpy(*value, text, need);
-    return 1;
-}
 
 // A conversion into a work buffer; a failed one gives the empty text.
 int giveConverted(int32_t size, void **value, char *buffer, int converted) {
     if (!converted) buffer[0] = 0;
-    return giveText(size, value, buffer);
+    return GiveText(size, value, buffer);
 }
 
 }  // namespace
 
 extern "C" {
 
-#define BUILTIN(name)                                                                 \
-    ZEMAPI int ZEMCALL name(HEC, HEXP, [[maybe_unused]] int32_t size, void **value, \
-                            const char *, void **arguments)
 
 BUILTIN(FUNNumberAbsolute) {
-    Number *result = resultOf(value, arguments, 1);
+    Number *result = NumberResult(value, arguments, 1);
     if (!result) return 0;
     const Number *x = numberArg(arguments, 0);
     if (isNull(x)) return 1;
@@ -67,7 +45,7 @@ BUILTIN(FUNNumberAbsolute) {
 // The remainder of truncating division of the integer parts, with the
 // sign of the dividend. A divisor whose integer part is 0 gives null.
 BUILTIN(FUNNumberMod) {
-    Number *result = resultOf(value, arguments, 2);
+    Number *result = NumberResult(value, arguments, 2);
     if (!result) return 0;
     const Number *a = numberArg(arguments, 0), *b = numberArg(arguments, 1);
     if (isNull(a) || isNull(b)) return 1;
@@ -79,7 +57,7 @@ BUILTIN(FUNNumberMod) {
 }
 
 BUILTIN(FUNNumberRound) {
-    Number *result = resultOf(value, arguments, 2);
+    Number *result = NumberResult(value, arguments, 2);
     if (!result) return 0;
     const Number *x = numberArg(arguments, 0);
     if (!isNull(x)) SvcNumRound(result, x, IntegerArgument(arguments[1]));
@@ -87,7 +65,7 @@ BUILTIN(FUNNumberRound) {
 }
 
 BUILTIN(FUNNumberTruncate) {
-    Number *result = resultOf(value, arguments, 2);
+    Number *result = NumberResult(value, arguments, 2);
     if (!result) return 0;
     const Number *x = numberArg(arguments, 0);
     if (isNull(x)) return 1;
@@ -100,7 +78,7 @@ BUILTIN(FUNNumberTruncate) {
 // not a finite double (a negative base under a fractional power, an
 // overflow) gives null.
 BUILTIN(FUNPower) {
-    Number *result = resultOf(value, arguments, 2);
+    Number *result = NumberResult(value, arguments, 2);
     if (!result) return 0;
     const Number *x = numberArg(arguments, 0), *y = numberArg(arguments, 1);
     if (isNull(x)) return 1;
@@ -134,28 +112,28 @@ BUILTIN(FUNNumberIFF) {
 }
 
 BUILTIN(FUNNumberToStr) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     char buffer[PLAIN_NUMBER_BUFFER];
     int ok = NumberToText(numberArg(arguments, 0), IntegerArgument(arguments[1]), buffer);
     return giveConverted(size, value, buffer, ok);
 }
 
 BUILTIN(FUNNumberToStrPicture) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     char buffer[TEXT_BUFFER];
     int ok = NumberToTextPicture(numberArg(arguments, 0), (const char *)arguments[1], buffer);
     return giveConverted(size, value, buffer, ok);
 }
 
 BUILTIN(FUNNumberToCurrency) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     char buffer[TEXT_BUFFER];
     int ok = NumberToCurrencyText(numberArg(arguments, 0), buffer);
     return giveConverted(size, value, buffer, ok);
 }
 
 BUILTIN(FUNNumberCountryFmt) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     char buffer[TEXT_BUFFER];
     return giveConverted(size, value, buffer, NumberToRegional(numberArg(arguments, 0), buffer));
 }

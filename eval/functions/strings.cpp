@@ -15,35 +15,9 @@ namespace {
 const char *textArg(void **arguments, int i) { return (const char *)arguments[i]; }
 const Number *numberArg(void **arguments, int i) { return (const Number *)arguments[i]; }
 
-// All of the first n entries are there.
-bool haveArguments(void **arguments, int n) {
-    if (!arguments) return false;
-    for (int i = 0; i < n; i++)
-        if (!arguments[i]) return false;
-    return true;
-}
 
-// Makes sure the block holds `need` bytes. A block that is not there is
-// made, whatever size claims.
-bool reserve(int32_t size, void **value, int64_t need) {
-    if (need < 1) need = 1;
-    if ((uint64_t)need > (uint64_t)SIZE_MAX) return false;
-    if (*value && size >= 0 && (int64_t)size >= need) return true;
-    return ResizeResult(value, (size_t)need) != 0;
-}
 
-// The size rule and a copy of `n` bytes of text with a terminator.
-int giveBytes(int32_t size, void **value, const char *text, size_t n) {
-    if (!reserve(size, value, (int64_t)n + 1)) return 0;
-    char *out = (char *)*value;
-    memcpy(out, text, n);
-    out[n] = 0;
-    return 1;
-}
 
-int giveText(int32_t size, void **value, const char *text) {
-    return giveBytes(size, value, text, strlen(text));
-}
 
 int giveNumber(void **value, int32_t n) {
     if (!*value) return 0;
@@ -87,7 +61,7 @@ int giveEntry(int32_t size, void **value, const char *list, int32_t i) {
     const char *start = "";
     size_t length = 0;
     if (i < 0 || !listEntry(list, i, &start, &length)) length = 0;
-    return giveBytes(size, value, start, length);
+    return GiveBytes(size, value, start, length);
 }
 
 // The index of the first entry of `list` equal to `s`, or -1. Entries are
@@ -113,7 +87,7 @@ int32_t listIndex(const char *s, const char *list, bool *copied) {
 
 // Copies `s` and changes the copy in place.
 int caseChanged(int32_t size, void **value, void **arguments, void (*change)(char *)) {
-    if (!haveArguments(arguments, 1) || !giveText(size, value, textArg(arguments, 0))) return 0;
+    if (!HaveArguments(arguments, 1) || !GiveText(size, value, textArg(arguments, 0))) return 0;
     change((char *)*value);
     return 1;
 }
@@ -121,9 +95,9 @@ int caseChanged(int32_t size, void **value, void **arguments, void (*change)(cha
 // Texts made by a service that writes a destination from a source no longer
 // than the source.
 int sameLength(int32_t size, void **value, void **arguments, void (*make)(char *, const char *)) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     const char *s = textArg(arguments, 0);
-    if (!reserve(size, value, (int64_t)strlen(s) + 1)) return 0;
+    if (!ReserveResult(size, value, (int64_t)strlen(s) + 1)) return 0;
     make((char *)*value, s);
     return 1;
 }
@@ -132,40 +106,37 @@ int sameLength(int32_t size, void **value, void **arguments, void (*make)(char *
 
 extern "C" {
 
-#define BUILTIN(name)                                                                 \
-    ZEMAPI int ZEMCALL name(HEC, HEXP, [[maybe_unused]] int32_t size, void **value, \
-                            const char *, void **arguments)
 
 BUILTIN(FUNStrLeft) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     const char *s = textArg(arguments, 0);
     int32_t n = IntegerArgument(arguments[1]);
-    if (!reserve(size, value, cutNeed(s, n))) return 0;
+    if (!ReserveResult(size, value, cutNeed(s, n))) return 0;
     SvcStrLeft((char *)*value, s, n);
     return 1;
 }
 
 BUILTIN(FUNStrRight) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     const char *s = textArg(arguments, 0);
     int32_t n = IntegerArgument(arguments[1]);
-    if (!reserve(size, value, cutNeed(s, n))) return 0;
+    if (!ReserveResult(size, value, cutNeed(s, n))) return 0;
     SvcStrRight((char *)*value, s, n);
     return 1;
 }
 
 BUILTIN(FUNStrMid) {
-    if (!haveArguments(arguments, 3)) return 0;
+    if (!HaveArguments(arguments, 3)) return 0;
     const char *s = textArg(arguments, 0);
     int64_t start = lesser(IntegerArgument(arguments[1]), (int64_t)strlen(s));
     int32_t n = IntegerArgument(arguments[2]);
-    if (!reserve(size, value, cutNeed(s, n))) return 0;
+    if (!ReserveResult(size, value, cutNeed(s, n))) return 0;
     SvcStrMid((char *)*value, s, (long)start, n);
     return 1;
 }
 
 BUILTIN(FUNStrLength) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     return giveNumber(value, (int32_t)SvcCharLen(textArg(arguments, 0)));
 }
 
@@ -174,22 +145,22 @@ BUILTIN(FUNStrRTrim) { return sameLength(size, value, arguments, SvcStrRTrim); }
 BUILTIN(FUNStrProper) { return sameLength(size, value, arguments, SvcStrProper); }
 
 BUILTIN(FUNStrLTrim) {
-    if (!haveArguments(arguments, 1)) return 0;
-    return giveText(size, value, SvcStrLTrim(textArg(arguments, 0)));
+    if (!HaveArguments(arguments, 1)) return 0;
+    return GiveText(size, value, SvcStrLTrim(textArg(arguments, 0)));
 }
 
 BUILTIN(FUNStrUpper) { return caseChanged(size, value, arguments, SvcStrUpper); }
 BUILTIN(FUNStrLower) { return caseChanged(size, value, arguments, SvcStrLower); }
 
 BUILTIN(FUNStrRepeat) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     const char *s = textArg(arguments, 0);
     int64_t n = IntegerArgument(arguments[1]);
     if (n < 1) n = 0;
     size_t length = strlen(s);
     // A need that does not fit in 63 bits cannot be met either.
     if (length && n > (INT64_MAX - 1) / (int64_t)length) return 0;
-    if (!reserve(size, value, (int64_t)length * n + 1)) return 0;
+    if (!ReserveResult(size, value, (int64_t)length * n + 1)) return 0;
     char *out = (char *)*value;
     out[0] = 0;
     if (length)
@@ -198,11 +169,11 @@ BUILTIN(FUNStrRepeat) {
 }
 
 BUILTIN(FUNStrPad) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     const char *s = textArg(arguments, 0);
     int32_t n = IntegerArgument(arguments[1]);
     if (n < 1) n = 0;
-    if (!reserve(size, value, (int64_t)CharCapacity(n) + 1)) return 0;
+    if (!ReserveResult(size, value, (int64_t)CharCapacity(n) + 1)) return 0;
     char *out = (char *)*value;
     SvcCopyChars(out, s, n);
     size_t end = strlen(out);
@@ -212,10 +183,10 @@ BUILTIN(FUNStrPad) {
 }
 
 BUILTIN(FUNStrSpaces) {
-    if (!haveArguments(arguments, 1)) return 0;
+    if (!HaveArguments(arguments, 1)) return 0;
     int32_t n = IntegerArgument(arguments[0]);
     if (n < 0) n = 0;
-    if (!reserve(size, value, (int64_t)n + 1)) return 0;
+    if (!ReserveResult(size, value, (int64_t)n + 1)) return 0;
     char *out = (char *)*value;
     memset(out, ' ', (size_t)n);
     out[n] = 0;
@@ -223,12 +194,12 @@ BUILTIN(FUNStrSpaces) {
 }
 
 BUILTIN(FUNStrCompare) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     return giveNumber(value, lstrcmpA(textArg(arguments, 0), textArg(arguments, 1)));
 }
 
 BUILTIN(FUNStrScan) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     return giveNumber(value, (int32_t)SvcStrScan(textArg(arguments, 0), textArg(arguments, 1)));
 }
 
@@ -238,11 +209,11 @@ BUILTIN(FUNStrIFF) {
     if (!arguments || !arguments[0]) return 0;
     const char *chosen = textArg(arguments, chooseBySign(numberArg(arguments, 0)));
     if (!chosen) return 0;
-    return giveText(size, value, chosen);
+    return GiveText(size, value, chosen);
 }
 
 BUILTIN(FUNStrCase) {
-    if (!haveArguments(arguments, 2)) return 0;
+    if (!HaveArguments(arguments, 2)) return 0;
     int32_t i = IntegerArgument(arguments[0]);
     if (i < 0) {  // no size check: the block has room for a terminator
         if (!*value && !ResizeResult(value, 1)) return 0;
@@ -255,15 +226,15 @@ BUILTIN(FUNStrCase) {
 // Without memory for the copy of the first list the answer is the empty
 // text, not a failure.
 BUILTIN(FUNStrTranslate) {
-    if (!haveArguments(arguments, 3)) return 0;
+    if (!HaveArguments(arguments, 3)) return 0;
     bool copied;
     int32_t i = listIndex(textArg(arguments, 0), textArg(arguments, 1), &copied);
-    if (!copied || i < 0) return giveBytes(size, value, "", 0);
+    if (!copied || i < 0) return GiveBytes(size, value, "", 0);
     return giveEntry(size, value, textArg(arguments, 2), i);
 }
 
 BUILTIN(FUNStrReplace) {
-    if (!haveArguments(arguments, 4)) return 0;
+    if (!HaveArguments(arguments, 4)) return 0;
     const char *s = textArg(arguments, 0);
     const char *r = textArg(arguments, 3);
     int64_t start = IntegerArgument(arguments[1]);
@@ -272,13 +243,13 @@ BUILTIN(FUNStrReplace) {
     if (n < 0) n = 0;
     start = lesser(start, (int64_t)strlen(s));
     n = lesser(n, (int64_t)strlen(r));  // the replacement's length, not the text's
-    if (!reserve(size, value, (int64_t)strlen(s) + (int64_t)strlen(r) + 1)) return 0;
+    if (!ReserveResult(size, value, (int64_t)strlen(s) + (int64_t)strlen(r) + 1)) return 0;
     SvcStrReplace((char *)*value, s, r, (long)start, (long)n);
     return 1;
 }
 
 BUILTIN(FUNStrToDate) {
-    if (!haveArguments(arguments, 1) || !*value) return 0;
+    if (!HaveArguments(arguments, 1) || !*value) return 0;
     DateTime *result = (DateTime *)*value;
     if (!TextToDate(result, textArg(arguments, 0))) result->bytes[0] = 0;
     return 1;
@@ -286,7 +257,7 @@ BUILTIN(FUNStrToDate) {
 
 // A text that is no number gives zero.
 BUILTIN(FUNStrToNumber) {
-    if (!haveArguments(arguments, 1) || !*value) return 0;
+    if (!HaveArguments(arguments, 1) || !*value) return 0;
     TextToNumber((Number *)*value, textArg(arguments, 0));
     return 1;
 }
