@@ -264,6 +264,29 @@ ZEMAPI HEXP ZEMCALL ZEMCloneExpression(HEC ec, HEXP exp, const char *newName,
 /* kind 0 function, 1 input item, 2 named formula; follows named formulas. */
 ZEMAPI int ZEMCALL ZEMIsItemUsed(HEC ec, HEXP exp, int kind, const char *name);
 ZEMAPI int ZEMCALL ZEMIsNamedFormulaUsed(HEC ec, const char *name);
+/* Non-zero when an expression that is neither a literal alone nor a name
+ * alone uses the input item. */
+ZEMAPI int ZEMCALL ZEMIsItemUsedInComplex(HEC ec, const char *inputName);
+/* 1 when exp's text contains name anywhere (a text test, not a walk). */
+ZEMAPI int ZEMCALL ZEMIsFunctionUsed(HEC ec, HEXP exp, const char *functionName);
+/* Non-zero when a call of the function has the input item as a direct
+ * argument somewhere in exp, named formulas followed. */
+ZEMAPI int ZEMCALL ZEMIsFunctionVariableUsed(HEC ec, HEXP exp, const char *functionName,
+                                             const char *inputName);
+/* Non-zero when exp calls a function with an aggregate parameter. */
+ZEMAPI int ZEMCALL ZEMIsAggregateUsed(HEC ec, HEXP exp);
+/* Renames a function (kind 0) or an input item (any other kind) in its store
+ * and in every stored expression's text and tree. newName must fit 64 bytes.
+ * Always 0. */
+ZEMAPI int ZEMCALL ZEMRenameExpressionItem(HEC ec, int kind, const char *oldName,
+                                           const char *newName);
+/* Offered an expression that uses an item about to be deleted: non-zero
+ * when the host has removed it (ZEMDestroyEXP), 0 to refuse the deletion. */
+typedef int (ZEMCALL *ZEMDeleteItemCallback)(HEC ec, HEXP exp, ExpItem *item);
+/* Deletes an item (kind 1 input item, else function) after offering every
+ * expression that uses it to cb, users before what they use. Non-zero when
+ * done (1, or cb's last answer); 0 when cb refused, everything kept. */
+ZEMAPI int ZEMCALL ZEMDeleteExpItem(HEC ec, int kind, const char *name, ZEMDeleteItemCallback cb);
 
 /* ---- Parsing --------------------------------------------------------------
  * The text and name stay the caller's. resultType must be valid; it is
@@ -288,6 +311,48 @@ ZEMAPI int ZEMCALL ZEMEvaluateExpression(HEC ec, HEXP exp, int32_t bufferSize, v
  * String: *buffer (from ZEMMemAlloc, or 0) is grown to fit, the text with
  * its NUL copied, and *length set to its size masked to 16 bits. */
 ZEMAPI int ZEMCALL ZEMEvaluateExpressionExt(HEC ec, HEXP exp, uint32_t *length, void **buffer);
+
+/* ---- Settings and copy -------------------------------------------------- */
+
+/* A path below 520 bytes replaces the help path; the help context number is
+ * stored in every case. */
+ZEMAPI int ZEMCALL ZEMSetHelpPath(HEC ec, const char *path, int32_t helpContext);
+/* Wrapping formats (each with one %s) for rewritten date, date-and-time and
+ * time literals of the extended text; a null format keeps its slot. Bit
+ * 0x0002 of flags turns the wrapping on. */
+ZEMAPI void ZEMCALL ZEMSetDateConvert(HEC ec, const char *date, const char *dateTime,
+                                      const char *time, uint16_t flags);
+/* Date pictures (docs/pictures.md) for date, date-and-time and time literals
+ * of the extended text; null or empty clears a slot. Always 1. */
+ZEMAPI int ZEMCALL ZEMSetDatePicture(HEC ec, const char *date, const char *dateTime,
+                                     const char *time);
+/* Names the host's callback for an operator (0 +, 1 -, 2 /, 3 *, 4 ||) on a
+ * data type (0 to 3), resolved through the resolve callback. 1, or 0 when
+ * ec is 0 or memory ran out: the context is then destroyed and ec is dead. */
+ZEMAPI int ZEMCALL ZEMSetOperatorCallback(HEC ec, int16_t op, int16_t dataType, const char *name);
+/* A new context with ec's callbacks, settings, items and expressions (parsed
+ * afresh; one that names a later expression is left out), or 0. */
+ZEMAPI HEC ZEMCALL ZEMCopyEC(HEC ec);
+
+/* ---- Text and persistence ------------------------------------------------ */
+
+/* An upper bound of the extended text's length (no terminator); 0 for a
+ * null exp. Extended text inlines named formulas in brackets; with expand
+ * non-zero it escapes flagged function calls (" {fn " ... " } ") and
+ * rewrites date literals in the context's pictures. */
+ZEMAPI int32_t ZEMCALL ZEMGetExtendedTextLength(HEC ec, HEXP exp, int32_t expand);
+/* Fills buffer (bufferSize at least 1) with the cut, terminated extended
+ * text; gives its length less one (-1 for the empty text), 0 when memory
+ * ran out (buffer empty). */
+ZEMAPI int32_t ZEMCALL ZEMGetExtendedText(HEC ec, HEXP exp, int32_t bufferSize, char *buffer,
+                                          int32_t expand);
+/* The size of ec's block (version 3); withExpressions 0 leaves the
+ * expression section out. A null context: 1. */
+ZEMAPI uint32_t ZEMCALL ZEMGetECBlockSize(HEC ec, int32_t withExpressions);
+/* Writes ec's block into buffer, never past bufferSize; gives the bytes
+ * written. A result below ZEMGetECBlockSize(ec, 1) means the block is
+ * incomplete, except for a buffer sized without expressions. */
+ZEMAPI uint32_t ZEMCALL ZEMGetECBlock(HEC ec, int32_t bufferSize, void *buffer);
 
 /* ---- The built-in functions ----------------------------------------------
  * FUNDefineFunctions registers the 46 built-ins in a context, under their
