@@ -125,34 +125,66 @@ const char *generateExpressionName(HEC ec, int kind) {
     return tb->generatedName;
 }
 
-int itemUsedWalk(HEC ec, const ExpNode *node, int kind, const char *name) {
+int usageWalk(HEC ec, const ExpNode *node, UsageTest test, void *user) {
     if (!node) return 0;
+    int said = test(ec, node, user);
+    if (said != WalkOn) return said == WalkFound;
     switch (node->kind) {
-    case NodeInput:
-        return kind == ZEM_ITEM_INPUT && lstrcmpA((const char *)node->left, name) == 0;
     case NodeFunction:
-        if (kind == ZEM_ITEM_FUNCTION && lstrcmpA((const char *)node->left, name) == 0) return 1;
-        if (kind != ZEM_ITEM_FUNCTION && kind != ZEM_ITEM_INPUT && kind != ZEM_ITEM_FORMULA)
-            return 0;
-        return walkList(nodeList(node), [&](ExpNode *n) { return itemUsedWalk(ec, n, kind, name); });
     case NodeSet:
-        if (kind != ZEM_ITEM_FUNCTION && kind != ZEM_ITEM_INPUT && kind != ZEM_ITEM_FORMULA)
-            return 0;
-        return walkList(nodeList(node), [&](ExpNode *n) { return itemUsedWalk(ec, n, kind, name); });
+        return walkList(nodeList(node), [&](ExpNode *n) { return usageWalk(ec, n, test, user); });
     case NodeExpression: {
-        if (kind == ZEM_ITEM_FORMULA && lstrcmpA((const char *)node->left, name) == 0) return 1;
         HEXP target = ZEMHEXPFromName(ec, (const char *)node->left);
-        return target ? itemUsedWalk(ec, target->root, kind, name) : 0;
+        return target ? usageWalk(ec, target->root, test, user) : 0;
     }
     case NodeRange:
-        return itemUsedWalk(ec, (ExpNode *)node->left, kind, name) ||
-               itemUsedWalk(ec, (ExpNode *)node->right, kind, name);
+        return usageWalk(ec, (ExpNode *)node->left, test, user) ||
+               usageWalk(ec, (ExpNode *)node->right, test, user);
     default:
         if (isOperatorKind(node->kind))
-            return itemUsedWalk(ec, (ExpNode *)node->left, kind, name) ||
-                   itemUsedWalk(ec, (ExpNode *)node->right, kind, name);
+            return usageWalk(ec, (ExpNode *)node->left, test, user) ||
+                   usageWalk(ec, (ExpNode *)node->right, test, user);
         return 0;
     }
+}
+
+namespace {
+
+struct ItemWanted {
+    int kind;
+    const char *name;
+};
+
+bool namedAs(const ExpNode *node, const char *name) {
+    return lstrcmpA((const char *)node->left, name) == 0;
+}
+
+// Kinds other than function, input item and named formula find nothing in
+// a call or a set.
+int itemUsedTest(HEC, const ExpNode *node, void *user) {
+    const ItemWanted *w = (const ItemWanted *)user;
+    bool known = w->kind == ZEM_ITEM_FUNCTION || w->kind == ZEM_ITEM_INPUT ||
+                 w->kind == ZEM_ITEM_FORMULA;
+    switch (node->kind) {
+    case NodeInput:
+        return w->kind == ZEM_ITEM_INPUT && namedAs(node, w->name) ? WalkFound : WalkStop;
+    case NodeFunction:
+        if (w->kind == ZEM_ITEM_FUNCTION && namedAs(node, w->name)) return WalkFound;
+        return known ? WalkOn : WalkStop;
+    case NodeSet:
+        return known ? WalkOn : WalkStop;
+    case NodeExpression:
+        return w->kind == ZEM_ITEM_FORMULA && namedAs(node, w->name) ? WalkFound : WalkOn;
+    default:
+        return WalkOn;
+    }
+}
+
+}  // namespace
+
+int itemUsedWalk(HEC ec, const ExpNode *node, int kind, const char *name) {
+    ItemWanted wanted = {kind, name};
+    return usageWalk(ec, node, itemUsedTest, &wanted);
 }
 
 extern "C" {

@@ -30,6 +30,18 @@ void freeExpRecord(HEC ec, ExpRecord *record);
 // A unique name for a kind, in the calling thread's buffer.
 const char *generateExpressionName(HEC ec, int kind);
 
+// What a usage walk's own test says of a node: go on into its children, the
+// answer is yes, or this branch gives no.
+enum { WalkOn = 0, WalkFound = 1, WalkStop = -1 };
+typedef int (*UsageTest)(HEC ec, const ExpNode *node, void *user);
+
+// The one walk of the usage queries. At each node the test comes first;
+// then operators and ranges go down both children, left first, calls and
+// sets through their lists in order, and a reference to a named formula goes
+// on in that formula's tree (a name not found gives no). Every other node is
+// a leaf. Non-zero when a test said yes.
+int usageWalk(HEC ec, const ExpNode *node, UsageTest test, void *user);
+
 // Non-zero when the tree under node uses the named thing: kind 0 a function,
 // 1 an input item, 2 a named formula.
 int itemUsedWalk(HEC ec, const ExpNode *node, int kind, const char *name);
