@@ -7,7 +7,9 @@ shift
 EMU="$*"
 fails=0
 out=$(mktemp)
-trap 'rm -f "$out"' EXIT
+blk=$(mktemp)
+bad=$(mktemp)
+trap 'rm -f "$out" "$blk" "$bad"' EXIT
 
 # Runs zem under the emulator, if any, and checks its exit status.
 zem_run() {  # expected-exit args...
@@ -55,6 +57,70 @@ has "            ^"
 has "  ERR_TYPESTR: ﾘﾃﾗﾙはString型ﾃﾞｰﾀに使用されます。 (code 115)"
 zem_run 1 -d 'A=1 +' 'A()'
 has "  in the named formula A"
+
+# A context saved as a block file and told back: 21 bytes of version and
+# empty names, 4 + 3 * 86 of items, 4 + 11 + 6 of the one named formula.
+zem_run 0 -d 'Total=金額 * Qty' 金額=12.5 Qty=3 Note:string=hi --save "$blk" 'Total()'
+has "  Total() = 37.5"
+zem_run 0 --describe "$blk"
+has "version 3, 304 bytes"
+has "  +  on Number    (none)"
+has "  || on Keyword   (none)"
+has "input items: 3"
+has "  金額: number, subclass 0, flags 0x0000, function (none)"
+has "  Note: string, subclass 0, flags 0x0000, function (none)"
+has "expressions: 1"
+has "  0 Total = 金額 * Qty"
+zem_run 0 --save "$blk"
+zem_run 0 --describe="$blk"
+has "input items: none"
+has "expressions: none"
+
+# Blocks made by hand: an operator name in the * group, and an item with a
+# subclass, flags and a function name.
+printf '\003\000\000\000\000\000\000\000\000Mul\000' >"$bad"
+head -c 11 /dev/zero >>"$bad"
+zem_run 0 --describe "$bad"
+has "  *  on Number    Mul"
+has "  *  on DateTime  (none)"
+{ printf '\003'; head -c 20 /dev/zero; printf '\372\000\001\000\001\000\002\000'
+  head -c 8 /dev/zero; printf 'Code'; head -c 61 /dev/zero
+  printf '\000\000\007\000\000\000\041\000GetCode\000'; } >"$bad"
+zem_run 0 --describe "$bad"
+has "  Code: string, subclass 7, flags 0x0021, function GetCode"
+
+# Malformed blocks: every cut of a saved block of 123 bytes (whole behind
+# the names at 21 and behind the item section at 111), a stray byte, a
+# foreign first byte, an empty file, no file.
+zem_run 0 -d 'T=X * 2' X=1 --save "$blk"
+size=$(wc -c <"$blk")
+[ "$size" = 123 ] || { echo "FAIL: the saved block has $size bytes, not 123"; fails=$((fails + 1)); }
+n=0
+while [ "$n" -lt "$size" ]; do
+    head -c "$n" "$blk" >"$bad"
+    $EMU "$zem" --describe "$bad" >/dev/null 2>&1
+    got=$?
+    want=1
+    if [ "$n" = 21 ] || [ "$n" = 111 ]; then want=0; fi
+    if [ "$got" != "$want" ]; then
+        echo "FAIL: a block cut to $n of $size bytes gave exit $got, not $want"
+        fails=$((fails + 1))
+    fi
+    n=$((n + 1))
+done
+head -c 60 "$blk" >"$bad"
+zem_run 1 --describe "$bad"
+has "zem: $bad: malformed block: truncated: input item 0 runs past the end (at byte 25)"
+{ cat "$blk"; printf 'x'; } >"$bad"
+zem_run 1 --describe "$bad"
+has "zem: $bad: malformed block: a stray byte behind the last section (at byte $size)"
+printf '\007' >"$bad"
+zem_run 1 --describe "$bad"
+has "zem: $bad: malformed block: not a block: the first byte is 7, not a version from 0 to 3 (at byte 0)"
+: >"$bad"
+zem_run 1 --describe "$bad"
+zem_run 2 --describe "$bad.none"
+zem_run 2 --describe "$bad" X=1
 
 # Mistakes on the command line.
 zem_run 0 --help

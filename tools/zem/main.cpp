@@ -12,6 +12,8 @@ const char kHelp[] =
     "Usage:\n"
     "  zem                        run the built-in example\n"
     "  zem [options] [items] formula...\n"
+    "  zem [options] [items] --save FILE [formula...]\n"
+    "  zem --describe FILE\n"
     "\n"
     "Items, anywhere among the arguments:\n"
     "  name=value                 an input item; its type is inferred: a number\n"
@@ -24,6 +26,11 @@ const char kHelp[] =
     "Options:\n"
     "  -d, --define Name=text     a named formula, used in formulas as Name();\n"
     "                             repeatable, each may use the ones before it\n"
+    "  --save FILE                after the formulas, write the context (input\n"
+    "                             items, named formulas) as a block file, the\n"
+    "                             bytes a host stores in its documents\n"
+    "  --describe FILE            tell a block file in plain words: version,\n"
+    "                             operator names, input items, expressions\n"
     "  -h, --help                 this text\n"
     "\n"
     "The 46 built-in functions are there (StrUpper, NumberRound, DateToStr, ...).\n"
@@ -34,22 +41,48 @@ const char kHelp[] =
     "and code page 932 inside the library.\n"
     "\n"
     "Exit status: 0 when every formula had a value, 1 when one did not parse\n"
-    "or evaluate, 2 for a mistake on the command line.\n"
+    "or evaluate, 2 for a mistake on the command line or a file that cannot be\n"
+    "read or written. --describe exits with 1 for a malformed block.\n"
     "\n"
     "Examples:\n"
     "  zem Price=12.50 Qty=3 'Price * Qty'\n"
     "  zem -d 'Total=Price * Qty' Price=12.50 Qty=3 'Total() * 1.08'\n"
     "  zem Due=1/31/2001 'Due + 1 MONTH' 'DateToStr(Due - 30)'\n"
-    "  zem Name=Ann \"'Dear ' || StrUpper(Name)\"\n";
+    "  zem Name=Ann \"'Dear ' || StrUpper(Name)\"\n"
+    "  zem -d 'Total=Price * Qty' Price=12.50 Qty=3 --save order.blk\n"
+    "  zem --describe order.blk\n";
 
 struct Request {
     std::vector<std::string> items, defines, formulas;
+    std::string save, describe;  // block files
 };
+
+// The file of an option that takes one, as "--opt FILE" or "--opt=FILE";
+// 0 when the argument is not that option, -1 when the file is missing.
+int fileOption(const char *option, int argc, char **argv, int *i, std::string *file) {
+    std::string a = argv[*i], prefix = std::string(option) + "=";
+    if (a.rfind(prefix, 0) == 0) {
+        *file = a.substr(prefix.size());
+    } else if (a == option && *i + 1 < argc) {
+        *file = argv[++*i];
+    } else if (a != option) {
+        return 0;
+    }
+    if (file->empty()) {
+        fprintf(stderr, "zem: %s wants a file name\n", option);
+        return -1;
+    }
+    return 1;
+}
 
 // Sorts the arguments; 0 on a mistake, with its message printed.
 int readArguments(int argc, char **argv, Request *r) {
     for (int i = 1; i < argc; i++) {
         std::string a = argv[i];
+        int file = fileOption("--save", argc, argv, &i, &r->save);
+        if (!file) file = fileOption("--describe", argc, argv, &i, &r->describe);
+        if (file < 0) return 0;
+        if (file > 0) continue;
         if (a == "-d" || a == "--define") {
             if (i + 1 == argc) {
                 fprintf(stderr, "zem: %s wants Name=text\n", a.c_str());
@@ -67,7 +100,13 @@ int readArguments(int argc, char **argv, Request *r) {
             r->formulas.push_back(a);
         }
     }
-    if (r->formulas.empty()) {
+    if (!r->describe.empty()) {
+        if (r->items.empty() && r->defines.empty() && r->formulas.empty() && r->save.empty())
+            return 1;
+        fprintf(stderr, "zem: --describe takes a file and nothing else\n");
+        return 0;
+    }
+    if (r->formulas.empty() && r->save.empty()) {
         fprintf(stderr, "zem: no formula to evaluate (zem --help for usage)\n");
         return 0;
     }
@@ -87,6 +126,7 @@ int run(Session *s, const Request &r) {
     int failed = 0;
     for (const std::string &define : r.defines) failed |= !sessionDefine(s, define);
     for (const std::string &formula : r.formulas) failed |= !sessionEvaluate(s, formula);
+    if (!r.save.empty() && !saveBlock(s, r.save)) return 2;
     return failed ? 1 : 0;
 }
 
@@ -128,6 +168,7 @@ int main(int argc, char **argv) {
     }
     Request request;
     if (argc > 1 && !readArguments(argc, argv, &request)) return 2;
+    if (!request.describe.empty()) return describeBlockFile(stdout, request.describe);
     Session session;
     if (!sessionOpen(&session)) {
         fprintf(stderr, "zem: the library could not make a context\n");

@@ -54,4 +54,14 @@ int sessionEvaluate(Session *s, const std::string &formula);
 // operators, optionally ":type", then "=".
 bool looksLikeItem(const std::string &argument);
 
+// ---- Block files (block.cpp)
+
+// Writes the session's context as a block into a file: 1, or 0 with the
+// reason printed.
+int saveBlock(Session *s, const std::string &path);
+// Tells a block file in plain words: 0 for a well-formed block, 1 for a
+// malformed one (what was read is printed, then the fault), 2 when the
+// file cannot be read.
+int describeBlockFile(FILE *out, const std::string &path);
+
 #endif
