@@ -61,6 +61,20 @@ void put(Sink *s, const char *bytes, size_t count) {
 
 void putText(Sink *s, const char *text) { put(s, text, strlen(text)); }
 
+// The stored expression of that exact name, the first one; the store is
+// locked once for the whole scan.
+HEXP findFormula(const EC *ec, const char *name) {
+    HARRAY store = ec->expressions;
+    unsigned count = store ? SvcArrayCount(store) : 0;
+    if (!count) return 0;
+    ExpRecord **records = (ExpRecord **)SvcArrayLock(store, 0);
+    HEXP found = 0;
+    for (unsigned i = 0; records && i < count && !found; i++)
+        if (records[i] && records[i]->name && strcmp(records[i]->name, name) == 0) found = records[i];
+    SvcArrayUnlock(store);
+    return found;
+}
+
 int isEscapedCall(const EC *ec, const ExpNode *node) {
     ExpItem *item = itemFind(ec->functions, (const char *)node->left);
     if (!item) return 0;
@@ -180,7 +194,7 @@ void renderExpression(Render *r, const ExpRecord *exp, int marks);
 // The named formula in brackets: 1, or 0 when it is gone (or the chain is
 // too deep) and the reference stays as typed.
 int putReference(Render *r, const ExpNode *ref) {
-    HEXP target = ZEMHEXPFromName(r->ec, (const char *)ref->left);
+    HEXP target = findFormula(r->ec, (const char *)ref->left);
     if (!target || r->depthLeft == 0) return 0;
     put(&r->sink, "(", 1);
     r->depthLeft--;
@@ -263,7 +277,7 @@ int64_t extraLength(const EC *ec, const ExpNode *node, int32_t expand, unsigned 
     case NodeSet: return extraOfList(ec, nodeList(node), expand, depthLeft);
     case NodeExpression: {
         // The brackets cancel: "name(...)" becomes "(text)".
-        HEXP target = ZEMHEXPFromName((HEC)ec, (const char *)node->left);
+        HEXP target = findFormula(ec, (const char *)node->left);
         if (!target || depthLeft == 0) return 0;
         int64_t own = (int64_t)SvcStrLen(target->text) - (int64_t)strlen((const char *)node->left);
         return capped(own + extraLength(ec, target->root, expand, depthLeft - 1));
