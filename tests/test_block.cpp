@@ -171,17 +171,24 @@ TEST(Block, InputItemRecords) {
                           {1, 0, 1, 0}, zeros(8), {'D'}, zeros(64), {0, 0, 7, 0, 0, 0, 0, 0},
                           {0}});
     ASSERT_EQ(expected.size(), 21u + 4 + 85 + 7 + 85 + 1);
-    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), expected.size());
-    EXPECT_EQ(c.block(), expected);
-
     // The items in memory keep their function name and resolved callback.
     ExpItem *qty = itemFind(c.ec->inputItems, "Qty");
     ASSERT_NE(qty, nullptr);
-    const char *function = qty->functionName;
+    const char *function = qty->functionName;  // packed fields: read by value
+    ZEMProc callback = qty->callback;
     ASSERT_NE(function, nullptr);
-    EXPECT_STREQ(function, "GetQty");
-    EXPECT_EQ(qty->callback, (ZEMProc)someCode);
-    EXPECT_EQ(itemFind(c.ec->inputItems, "D")->functionName, nullptr);
+    ASSERT_EQ(callback, (ZEMProc)someCode);
+
+    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), expected.size());
+    EXPECT_EQ(c.block(), expected);
+
+    const char *functionAfter = qty->functionName;
+    ZEMProc callbackAfter = qty->callback;
+    EXPECT_EQ(functionAfter, function);
+    EXPECT_STREQ(functionAfter, "GetQty");
+    EXPECT_EQ(callbackAfter, callback);
+    const char *none = itemFind(c.ec->inputItems, "D")->functionName;
+    EXPECT_EQ(none, nullptr);
 }
 
 TEST(Block, EmptiedItemStore) {
