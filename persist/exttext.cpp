@@ -306,15 +306,12 @@ extern "C" {
 ZEMAPI int32_t ZEMCALL ZEMGetExtendedTextLength(HEC ec, HEXP exp, int32_t expand) {
     if (!exp) return 0;
     if (!ec) ec = exp->context;
-    int64_t length = capped((int64_t)SvcStrLen(exp->text) +
-                            extraLength(ec, exp->root, expand, inliningDepth(ec)));
-    // A lone literal takes the width of the pictures; blanks around it or a
-    // literal that stays as typed can make the text longer, and the bound
-    // must hold.
-    const ExpNode *root = exp->root;
-    if (root && root->kind == NodeDate && ec->dateTextWidth && expand)
-        return (int32_t)(length > ec->dateTextWidth ? length : ec->dateTextWidth);
-    return (int32_t)length;
+    if (!ec) return 0;
+    // A lone literal comes to the width of the pictures by the same rule; it
+    // comes to more only with blanks around it or when it is longer than
+    // the width, and then the text can be that long.
+    return (int32_t)capped((int64_t)SvcStrLen(exp->text) +
+                           extraLength(ec, exp->root, expand, inliningDepth(ec)));
 }
 
 ZEMAPI int32_t ZEMCALL ZEMGetExtendedText(HEC ec, HEXP exp, int32_t bufferSize, char *buffer,
@@ -323,6 +320,7 @@ ZEMAPI int32_t ZEMCALL ZEMGetExtendedText(HEC ec, HEXP exp, int32_t bufferSize, 
     buffer[0] = 0;
     if (!exp) return -1;
     if (!ec) ec = exp->context;
+    if (!ec) return -1;
     Render r = {};
     r.ec = ec;
     r.expand = expand;

@@ -1,13 +1,14 @@
 // Extended text: named formulas inlined in brackets, escaped calls and date
 // literals rewritten with expand, the bound on the length, cut buffers,
 // names that only look like references, chains and failed allocations.
+// The rewritten literals also show that the trees carry the right offsets:
+// a span that does not hold its literal is left as typed.
 #include <string.h>
 
 #include <string>
 #include <vector>
 
 #include "context/expressions.h"
-#include "language/tree.h"
 #include "support.h"
 
 namespace {
@@ -28,7 +29,7 @@ struct Context {
         function("Outer", ZEM_FN_ESCAPED);
         function("Inner", ZEM_FN_ESCAPED);
         function("Plain", 0);
-        constant("@NOW", ZEM_FN_ESCAPED);
+        function("@NOW", ZEM_FN_ESCAPED, -1);
         if (dates == Wrapped) ZEMSetDateConvert(ec, "{d '%s'}", "{ts '%s'}", "{t '%s'}", 0x0002);
         if (dates != NoPictures) ZEMSetDatePicture(ec, kDatePicture, kDateTimePicture, kTimePicture);
     }
@@ -41,27 +42,18 @@ struct Context {
         strcpy(item.name, name);
         EXPECT_EQ(1, ZEMAddExpressionItem(ec, &item));
     }
-    // One parameter of any type, the result of the argument's type.
-    void function(const char *name, uint16_t flags) {
+    // One parameter of any type and a result of its type, or (paramCount
+    // -1) a DateTime written without brackets.
+    void function(const char *name, uint16_t flags, int16_t paramCount = 1) {
         std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(1));
         ExpItem *item = (ExpItem *)bytes.data();
         item->kind = ZEM_ITEM_FUNCTION;
-        item->dataType = ZEM_TYPE_ANY;
+        item->dataType = paramCount < 0 ? ZEM_TYPE_DATETIME : ZEM_TYPE_ANY;
         strcpy(item->name, name);
-        item->paramCount = 1;
-        item->required = 1;
+        item->paramCount = paramCount;
+        item->required = paramCount < 0 ? 0 : 1;
         item->flags = flags;
         item->params[0] = ExpParam{0, ZEM_TYPE_ANY, 0};
-        EXPECT_EQ(1, ZEMAddExpressionItem(ec, item));
-    }
-    void constant(const char *name, uint16_t flags) {
-        std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(1));
-        ExpItem *item = (ExpItem *)bytes.data();
-        item->kind = ZEM_ITEM_FUNCTION;
-        item->dataType = ZEM_TYPE_DATETIME;
-        strcpy(item->name, name);
-        item->paramCount = -1;
-        item->flags = flags;
         EXPECT_EQ(1, ZEMAddExpressionItem(ec, item));
     }
     HEXP parse(const char *text, const char *name = 0) {
@@ -198,6 +190,34 @@ TEST(ExtendedText, ALoneLiteralLongerThanTheWidth) {
     EXPECT_EQ("  2000-01-02  ", c.text(c.parse("  1/2/2000  "), 1));
 }
 
+// The wrapping formats: one longer than 255 bytes is written whole, one
+// without "%s" stands alone, and a literal whose kind has no picture stays
+// as typed, unwrapped.
+TEST(ExtendedText, WrappingFormats) {
+    LeakCheck leaks;
+    const std::string longFormat = std::string(300, 'a') + "%s" + std::string(20, 'z');
+    const struct {
+        const char *picture, *dateTimePicture, *format;
+        const char *text;
+        std::string expect;
+    } cases[] = {
+        {kDatePicture, 0, longFormat.c_str(), "1/2/2000",
+         std::string(300, 'a') + "2000-01-02" + std::string(20, 'z')},
+        {kDatePicture, 0, "DATE", "1/2/2000 + 1", "DATE + 1"},
+        {kDatePicture, 0, "{d '%s'}", "1/2/2000 3:04 PM", "1/2/2000 3:04 PM"},
+        {0, kDateTimePicture, "{d '%s'}", "1/2/2000 + 1", "1/2/2000 + 1"},
+        {0, kDateTimePicture, "{d '%s'}", "1/2/2000 3:04 PM", "{d '2000-01-02 15:04'}"},
+    };
+    for (auto &t : cases) {
+        Context c(NoPictures);
+        ZEMSetDateConvert(c.ec, t.format, t.format, t.format, 0x0002);
+        ZEMSetDatePicture(c.ec, t.picture, t.dateTimePicture, 0);
+        HEXP exp = c.parse(t.text);
+        ASSERT_NE(nullptr, exp);
+        EXPECT_EQ(t.expect, c.text(exp, 1)) << t.text;
+    }
+}
+
 TEST(ExtendedText, CutBuffers) {
     LeakCheck leaks;
     Context c(Pictures);
@@ -249,45 +269,6 @@ TEST(ExtendedText, CodePages) {
         }
     }
     ZEMSetSystemCodePage(before);
-}
-
-// The trees give the offsets the marks are taken from.
-TEST(ExtendedText, OffsetsOfLiteralsAndReferences) {
-    LeakCheck leaks;
-    Context c(NoPictures);
-    addFormulas(c);
-    const struct {
-        const char *text;
-        uint32_t date, reference, closing;  // where the two leaves are
-    } cases[] = {
-        {"Plain(1/2/2000) + Total ( )", 6, 18, 26},
-        {"(1/2/2000) + Total( )", 1, 13, 20},
-        {"d - 1/2/2000 + Total()", 4, 15, 21},
-    };
-    for (auto &t : cases) {
-        HEXP exp = c.parse(t.text);
-        ASSERT_NE(nullptr, exp);
-        const ExpNode *date = 0, *ref = 0;
-        std::vector<const ExpNode *> stack = {exp->root};
-        while (!stack.empty()) {
-            const ExpNode *n = stack.back();
-            stack.pop_back();
-            if (!n) continue;
-            if (n->kind == NodeDate) date = n;
-            if (n->kind == NodeExpression) ref = n;
-            if (n->kind == NodeFunction && n->right) {
-                stack.push_back(*(ExpNode **)SvcArrayLock(nodeList(n), 0));
-                SvcArrayUnlock(nodeList(n));
-            } else if (isOperatorKind(n->kind)) {
-                stack.push_back((const ExpNode *)n->left);
-                stack.push_back((const ExpNode *)n->right);
-            }
-        }
-        ASSERT_TRUE(date && ref) << t.text;
-        EXPECT_EQ(t.date, date->start) << t.text;
-        EXPECT_EQ(t.reference, ref->start) << t.text;
-        EXPECT_EQ(t.closing, ref->closing) << t.text;
-    }
 }
 
 TEST(ExtendedText, AFormulaThatIsGoneStaysAsTyped) {
