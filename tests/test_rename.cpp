@@ -74,7 +74,9 @@ struct Host {
         item.callback = (ZEMProc)(void (*)(void))hostInput;
         strcpy(item.name, name);
         int added = ZEMAddExpressionItem(ec, &item);
-        if (strict) EXPECT_EQ(1, added) << name;
+        if (strict) {
+            EXPECT_EQ(1, added) << name;
+        }
     }
     void function(const char *name, int params, ZEMFunctionCallback cb) {
         unsigned char bytes[ZEM_EXPITEM_SIZE(2)] = {};
@@ -86,7 +88,9 @@ struct Host {
         item->paramCount = (int16_t)params;
         item->required = (uint16_t)params;
         int added = ZEMAddExpressionItem(ec, item);
-        if (strict) EXPECT_EQ(1, added) << name;
+        if (strict) {
+            EXPECT_EQ(1, added) << name;
+        }
     }
     HEXP parse(const char *text, const char *name = nullptr) {
         ExpError report = {};
@@ -300,7 +304,9 @@ TEST(Rename, OutOfMemoryLeavesOneExpressionWholeAndDoesTheOthers) {
             bool old = strcmp(exp[i]->text, texts[i]) == 0;
             untouched += old;
             EXPECT_EQ(shape(exp[i]->root), old ? oldShape[i] : newShape[i]) << exp[i]->text;
-            if (!old) EXPECT_STREQ(exp[i]->text, renamed[i]);
+            if (!old) {
+                EXPECT_STREQ(exp[i]->text, renamed[i]);
+            }
         }
         EXPECT_LE(untouched, 1) << "one failure stops one expression only";
         failedInRename += untouched;
