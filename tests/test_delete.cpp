@@ -199,12 +199,13 @@ TEST(Delete, ADeferredListThatCannotBeMadeShortensTheRetry) {
         int answer = ZEMDeleteExpItem(h.ec, ZEM_ITEM_INPUT, "Price", removeOffered);
         EXPECT_EQ(answer, (int)gOffered.size()) << "the last call's answer";
         EXPECT_FALSE(h.has(ZEM_ITEM_INPUT, "Price"));
-        // C always goes; what was deferred goes only when its list was made.
+        // A list that could not be made is tried again at the next need, so
+        // one failure loses A alone: in the first pass B then makes the list.
         std::string offered = joined(gOffered);
-        EXPECT_TRUE(offered == "C B A" || offered == "C B" || offered == "C") << offered;
-        std::string left = offered == "C" ? "A B" : offered == "C B" ? "A" : "";
+        EXPECT_TRUE(offered == "C B A" || offered == "C B") << offered;
+        std::string left = offered == "C B" ? "A" : "";
         EXPECT_EQ(h.remaining(), left);
         seen.insert(offered);
     });
-    EXPECT_EQ(seen.size(), 3u) << "each list failed once, and a run had both";
+    EXPECT_EQ(seen.size(), 2u) << "some run lost A";
 }
