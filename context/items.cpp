@@ -35,6 +35,11 @@ ExpItem *itemAt(HARRAY store, int index) {
     return item;
 }
 
+// The system's comparisons behind plain function pointers: on 32-bit
+// Windows they have their own calling convention.
+int exactName(const char *a, const char *b) { return lstrcmpA(a, b); }
+int caselessName(const char *a, const char *b) { return lstrcmpiA(a, b); }
+
 ExpItem *findWith(HARRAY store, const char *name, int (*compare)(const char *, const char *)) {
     int at = walkStore(store, [&](ExpItem *it) { return compare(it->name, name) == 0; });
     return at < 0 ? 0 : itemAt(store, at);
@@ -90,7 +95,7 @@ void itemStoreRelease(HARRAY store) {
     SvcArrayDestroy(store);
 }
 
-ExpItem *itemFind(HARRAY store, const char *name) { return findWith(store, name, lstrcmpA); }
+ExpItem *itemFind(HARRAY store, const char *name) { return findWith(store, name, exactName); }
 
 int itemDelete(HARRAY store, const char *name) {
     int at = walkStore(store, [&](ExpItem *it) { return lstrcmpA(it->name, name) == 0; });
@@ -127,7 +132,7 @@ int keywordType(const EC *ec, const char *name) {
 }
 
 int keywordSubclass(const EC *ec, const char *name) {
-    ExpItem *item = findWith(ec->keywords, name, lstrcmpiA);
+    ExpItem *item = findWith(ec->keywords, name, caselessName);
     return item ? item->required : -1;
 }
 

@@ -16,7 +16,6 @@ namespace {
 uint32_t gSlot = (uint32_t)-1;
 HINSTANCE gModule;
 HEC gDefaultContext;
-char gModuleAnchor;  // its address stands for the module where there is no handle
 
 void freeThreadBlock(void *block) { SvcFree(block); }
 
@@ -92,6 +91,8 @@ void ZemLibraryUnload(void) {
 }
 
 #ifndef _WIN32
+// Its address stands for the module where there is no module handle.
+static char gModuleAnchor;
 __attribute__((constructor)) static void loadLibrary(void) { ZemLibraryLoad(&gModuleAnchor); }
 __attribute__((destructor)) static void unloadLibrary(void) { ZemLibraryUnload(); }
 #endif

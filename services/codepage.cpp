@@ -160,23 +160,31 @@ BOOL IsCharAlphaA(CHAR ch) {
     return alpha1252(b);
 }
 
-BOOL IsCharAlphaNumericA(CHAR ch) { return (ch >= '0' && ch <= '9') || IsCharAlphaA(ch); }
+// Under 1252 the superscript digits ² ³ ¹ count as digits too, as they do
+// for the system.
+BOOL IsCharAlphaNumericA(CHAR ch) {
+    unsigned char b = (unsigned char)ch;
+    if (b >= '0' && b <= '9') return 1;
+    if (!is932() && (b == 0xB2 || b == 0xB3 || b == 0xB9)) return 1;
+    return IsCharAlphaA(ch);
+}
 
 // Windows orders both comparisons by the user's locale. The library relies
 // only on equality and on a sign that is consistent, so byte order (of the
-// folded texts for lstrcmpiA) serves. A null text counts as empty.
+// folded texts for lstrcmpiA) serves. As on Windows the result is -1, 0 or
+// 1, which StrCompare hands on. A null text counts as empty.
 int lstrcmpA(const char *a, const char *b) {
     const unsigned char *p = (const unsigned char *)(a ? a : "");
     const unsigned char *q = (const unsigned char *)(b ? b : "");
     while (*p && *p == *q) p++, q++;
-    return (int)*p - (int)*q;
+    return *p == *q ? 0 : *p < *q ? -1 : 1;
 }
 
 int lstrcmpiA(const char *a, const char *b) {
     const unsigned char *p = (const unsigned char *)(a ? a : "");
     const unsigned char *q = (const unsigned char *)(b ? b : "");
     for (;;) {
-        if (!*p || !*q) return (int)*p - (int)*q;
+        if (!*p || !*q) return *p == *q ? 0 : *p < *q ? -1 : 1;
         unsigned x = foldedKey(p), y = foldedKey(q);
         if (x != y) return x < y ? -1 : 1;
     }
@@ -192,7 +200,9 @@ int SvcIsDoubleByte(void) { return is932(); }
 
 #else  // _WIN32
 
-int SvcSelectCodePage(unsigned) { return 0; }
+// The system's code page is the user's setting and stays as it is: asking
+// for it succeeds, asking for another fails.
+int SvcSelectCodePage(unsigned codePage) { return codePage == GetACP(); }
 
 int SvcIsDoubleByte(void) {
     CPINFO info;

@@ -41,6 +41,10 @@ uint32_t _TLS_AllocIndex(void);
 void _TLS_FreeIndex(uint32_t slot);
 void *SvcTlsGet(uint32_t slot);
 void SvcTlsSet(uint32_t slot, void *value, SvcTlsDestructor destructor);
+// Runs the calling thread's destructors and drops its entries: the Windows
+// loader's thread-exit notice calls it. Elsewhere the threads library does
+// that by itself and this does nothing.
+void SvcTlsThreadExit(void);
 
 // ---- Text. Counts are characters of the system code page unless named bytes.
 size_t SvcStrLen(const char *text);   // bytes; null gives 0

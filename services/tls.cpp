@@ -53,4 +53,6 @@ void SvcTlsSet(uint32_t slot, void *value, SvcTlsDestructor destructor) {
     e->value = value;
     e->destructor = destructor;
 }
+
+void SvcTlsThreadExit(void) {}
 #endif

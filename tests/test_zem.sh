@@ -17,6 +17,8 @@ zem_run() {  # expected-exit args...
     shift
     $EMU "$zem" "$@" >"$out" 2>&1 </dev/null
     got=$?
+    # A Windows program ends its lines with CR LF.
+    tr -d '\r' <"$out" >"$out.lf" && mv "$out.lf" "$out"
     if [ "$got" != "$want" ]; then
         echo "FAIL: zem $* gave exit $got, not $want"
         cat "$out"

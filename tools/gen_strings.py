@@ -1,7 +1,11 @@
 #!/usr/bin/env python3
 """Turns the UTF-8 string table into a C++ table of the bytes of each code
 page the library can run under. A character a code page cannot hold becomes
-'?', as a Windows string load does."""
+'?', as a Windows string load does.
+
+With a third argument it also writes the same table as a STRINGTABLE
+resource script for windres, in wide strings, so that the Windows build
+loads it through LoadStringA, which converts to the active code page."""
 import sys
 
 CODEPAGES = [(932, 'cp932'), (1252, 'cp1252')]
@@ -26,7 +30,37 @@ def c_bytes(data):
     return '"' + ''.join('\\x%02x' % b for b in data) + '"'
 
 
-def main(src, dst):
+def rc_string(text):
+    """A wide string literal of windres: quotes doubled, everything that is
+    not printable ASCII as a four-digit escape."""
+    out = []
+    for ch in text:
+        code = ord(ch)
+        if code > 0xFFFF:
+            sys.exit('string table text beyond the basic plane')
+        if ch == '"':
+            out.append('""')
+        elif ch == '\\':
+            out.append('\\\\')
+        elif 0x20 <= code < 0x7F:
+            out.append(ch)
+        else:
+            out.append('\\x%04x' % code)
+    return 'L"' + ''.join(out) + '"'
+
+
+def write_rc(entries, dst):
+    out = ['// Generated from resources/strings.txt; do not edit.',
+           'LANGUAGE 0, 0',  # neutral: found under every user language
+           'STRINGTABLE', 'BEGIN']
+    for ident, text in entries:
+        out.append('    %d, %s' % (ident, rc_string(text)))
+    out.append('END')
+    with open(dst, 'w', encoding='ascii') as f:
+        f.write('\n'.join(out) + '\n')
+
+
+def main(src, dst, rc=None):
     entries = read_table(src)
     out = ['// Generated from resources/strings.txt; do not edit.']
     for cp, codec in CODEPAGES:
@@ -37,7 +71,9 @@ def main(src, dst):
         out.append('};')
     with open(dst, 'w', encoding='ascii') as f:
         f.write('\n'.join(out) + '\n')
+    if rc:
+        write_rc(entries, rc)
 
 
 if __name__ == '__main__':
-    main(sys.argv[1], sys.argv[2])
+    main(*sys.argv[1:4])

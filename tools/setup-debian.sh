@@ -1,8 +1,11 @@
 #!/bin/sh
 # Installs what building and testing zemi40 needs on a fresh Debian machine.
 # Run as root. Does nothing that is already done.
+# The Windows builds need the two mingw-w64 compilers; wine64 runs the
+# 64-bit Windows programs, under a Japanese and an English locale.
 set -e
-PACKAGES="cmake make g++ g++-multilib qemu-user python3 flex bison googletest libbenchmark-dev"
+PACKAGES="cmake make g++ g++-multilib qemu-user python3 flex bison googletest libbenchmark-dev
+g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 locales"
 missing=""
 for p in $PACKAGES; do
     dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"
@@ -12,3 +15,8 @@ if [ -n "$missing" ]; then
     apt-get update -qq
     apt-get install -y -qq $missing
 fi
+for loc in ja_JP en_US; do
+    if ! locale -a 2>/dev/null | grep -qx "$loc.utf8"; then
+        localedef -i "$loc" -f UTF-8 "$loc.UTF-8"
+    fi
+done

@@ -76,8 +76,14 @@ bool readDefinition(const char *text, WorkBlocks *w) {
     for (int i = 0; i < count; i++)
         record->params[i].type = (uint16_t)numberField(&cursor, w->field);
     record->functionName = w->name;
+#ifdef _WIN32
+    // The library's own export table holds the code under the full name.
+    record->callback = reinterpret_cast<ZEMProc>(
+        reinterpret_cast<void (*)(void)>(GetProcAddress(ModuleHandle(), w->name)));
+#else
     record->callback = reinterpret_cast<ZEMProc>(
         reinterpret_cast<void (*)(void)>(BuiltinByName(w->name)));
+#endif
     return true;
 }
 

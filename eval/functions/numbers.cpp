@@ -141,9 +141,14 @@ BUILTIN(FUNNumberCountryFmt) {
 #undef BUILTIN
 
 // DateIFF is the same routine under its own exported name.
-#if defined(__GNUC__) && !defined(_WIN32)
+#if defined(__GNUC__) && (!defined(_WIN32) || defined(_WIN64))
+#define IFF_ROUTINE "FUNNumberIFF"
+#elif defined(__GNUC__)
+#define IFF_ROUTINE "FUNNumberIFF@24"  // 32-bit Windows: a __stdcall name carries its argument bytes
+#endif
+#ifdef IFF_ROUTINE
 ZEMAPI int ZEMCALL FUNDateIFF(HEC, HEXP, int32_t, void **, const char *, void **)
-    __attribute__((alias("FUNNumberIFF")));
+    __attribute__((alias(IFF_ROUTINE)));
 #else
 ZEMAPI int ZEMCALL FUNDateIFF(HEC ec, HEXP current, int32_t size, void **value,
                               const char *name, void **arguments) {

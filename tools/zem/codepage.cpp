@@ -1,10 +1,12 @@
-// UTF-8 to code page 932 and back, for the tool only: the command line and
-// the terminal speak UTF-8, the library its code page. glibc's iconv does
-// the mapping.
+// UTF-8 to the library's code page and back, for the tool only: the command
+// line and the terminal speak UTF-8, the library its code page (932 unless
+// the system says otherwise). glibc's iconv does the mapping; on Windows the
+// system's own conversions do.
+#include "zem.h"
+
+#ifndef _WIN32
 #include <errno.h>
 #include <iconv.h>
-
-#include "zem.h"
 
 namespace {
 
@@ -37,14 +39,65 @@ int convert(const char *to, const char *from, const std::string &in, std::string
     return ok;
 }
 
+const char *libraryCharset() { return ZEMGetSystemCodePage() == 1252 ? "CP1252" : "CP932"; }
+
 }  // namespace
 
 int utf8To932(const std::string &utf8, std::string *out) {
-    return convert("CP932", "UTF-8", utf8, out, false);
+    return convert(libraryCharset(), "UTF-8", utf8, out, false);
 }
 
 std::string cp932ToUtf8(const std::string &text) {
     std::string out;
-    if (!convert("UTF-8", "CP932", text, &out, true)) return text;
+    if (!convert("UTF-8", libraryCharset(), text, &out, true)) return text;
     return out;
 }
+
+#else
+#include <windows.h>
+
+namespace {
+
+// The text as UTF-16 from code page `from`; false when a byte is no
+// character there.
+bool toWide(UINT from, DWORD flags, const std::string &in, std::wstring *out) {
+    out->clear();
+    if (in.empty()) return true;
+    int n = MultiByteToWideChar(from, flags, in.data(), (int)in.size(), 0, 0);
+    if (n <= 0) return false;
+    out->resize((size_t)n);
+    return MultiByteToWideChar(from, flags, in.data(), (int)in.size(), out->data(), n) == n;
+}
+
+// UTF-16 to code page `to`; with `exact` set, false when a character has no
+// place there rather than a stand-in ('?' or a look-alike).
+bool fromWide(UINT to, const std::wstring &in, std::string *out, bool exact) {
+    out->clear();
+    if (in.empty()) return true;
+    BOOL lost = FALSE;
+    bool utf8 = to == CP_UTF8;
+    DWORD flags = exact && !utf8 ? WC_NO_BEST_FIT_CHARS : 0;
+    BOOL *lostAt = utf8 ? 0 : &lost;
+    int n = WideCharToMultiByte(to, flags, in.data(), (int)in.size(), 0, 0, 0, lostAt);
+    if (n <= 0) return false;
+    out->resize((size_t)n);
+    if (WideCharToMultiByte(to, flags, in.data(), (int)in.size(), out->data(), n, 0, lostAt) != n)
+        return false;
+    return !(exact && lost);
+}
+
+}  // namespace
+
+int utf8To932(const std::string &utf8, std::string *out) {
+    std::wstring wide;
+    return toWide(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, &wide) && fromWide(CP_ACP, wide, out, true);
+}
+
+std::string cp932ToUtf8(const std::string &text) {
+    std::wstring wide;
+    std::string out;
+    if (!toWide(CP_ACP, 0, text, &wide) || !fromWide(CP_UTF8, wide, &out, false)) return text;
+    return out;
+}
+
+#endif
