@@ -52,7 +52,7 @@ std::string typeText(int type) {
 // A section header: its count, or false. A header that ends the block is
 // refused, as the library's reader refuses it.
 bool readHeader(Cursor *c, const char *section, int *count) {
-    unsigned word;
+    unsigned word = 0;
     c->pos += 2;  // the tag, already looked at
     if (!readWord(c, "a section header", &word)) return false;
     if (c->pos == c->size) {
