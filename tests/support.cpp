@@ -1,1 +1,55 @@
 #include "support.h"
+
+#include <string.h>
+
+std::vector<ExpParam> Params(std::initializer_list<int> types) {
+    std::vector<ExpParam> out;
+    for (int t : types) out.push_back(ExpParam{0, (uint16_t)t, 0});
+    return out;
+}
+
+int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &spec) {
+    std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(spec.params.size() + 1));
+    ExpItem *item = (ExpItem *)bytes.data();
+    item->kind = (int16_t)kind;
+    item->dataType = (int16_t)type;
+    item->functionName = spec.functionName;
+    item->callback = spec.callback;
+    strcpy(item->name, name);
+    item->paramCount = (int16_t)spec.paramCount.value_or((int)spec.params.size());
+    item->required = (uint16_t)spec.required;
+    item->optional = (uint16_t)spec.optional;
+    item->flags = (uint16_t)spec.flags;
+    for (size_t i = 0; i < spec.params.size(); i++) item->params[i] = spec.params[i];
+    int added = ZEMAddExpressionItem(ec, item);
+    if (!spec.mayFail) {
+        EXPECT_EQ(1, added) << name;
+    }
+    return added;
+}
+
+HEXP ParseOk(HEC ec, const char *text, const char *name) {
+    ExpError report = {};
+    uint16_t type = 0;
+    HEXP exp = ZEMParseString(ec, text, name, &report, &type);
+    EXPECT_NE(nullptr, exp) << text << ": error " << report.code << " at " << report.start;
+    return exp;
+}
+
+ExpError ParseFails(HEC ec, const char *text, const char *name) {
+    ExpError report = {};
+    uint16_t type = 0;
+    EXPECT_EQ(nullptr, ZEMParseString(ec, text, name, &report, &type)) << text;
+    return report;
+}
+
+int PutText(void **value, int32_t size, const char *text) {
+    size_t need = strlen(text) + 1;
+    if ((size_t)size < need) {
+        void *grown = SvcRealloc(*value, need);
+        if (!grown) return 0;
+        *value = grown;
+    }
+    memcpy(*value, text, need);
+    return 1;
+}

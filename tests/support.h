@@ -4,7 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <vector>
+
 #include "services/services.h"
+#include "zemi40.h"
 
 // Checks that a test body leaves exactly as many live blocks as it found.
 struct LeakCheck {
@@ -29,5 +33,40 @@ int EachAllocationFails(F body) {
     ADD_FAILURE() << "allocation-failure loop did not end";
     return 0;
 }
+
+// Any host callback as the record's generic pointer.
+template <typename F>
+ZEMProc Proc(F f) {
+    return (ZEMProc)(void (*)(void))f;
+}
+
+// The fields of an item record beyond kind, name and type. required is the
+// subclass of an input item or keyword and the required count of a function;
+// optional is a keyword's case flag. paramCount defaults to params.size().
+struct ItemSpec {
+    int required = 0;
+    int optional = 0;
+    int flags = 0;
+    const char *functionName = nullptr;
+    ZEMProc callback = nullptr;
+    std::vector<ExpParam> params = {};
+    std::optional<int> paramCount = {};
+    bool mayFail = false;  // when false, a refusal is a test failure
+};
+
+// Parameters of any-expression mode with these types.
+std::vector<ExpParam> Params(std::initializer_list<int> types);
+
+// Registers an item; gives what ZEMAddExpressionItem gives.
+int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &spec = {});
+
+// Parses text as a stored (name) or anonymous expression, expecting success.
+HEXP ParseOk(HEC ec, const char *text, const char *name = nullptr);
+
+// Parses text expecting a failure; gives the report.
+ExpError ParseFails(HEC ec, const char *text, const char *name = nullptr);
+
+// Puts text into a host String block of size bytes, growing it as needed.
+int PutText(void **value, int32_t size, const char *text);
 
 #endif

@@ -19,30 +19,6 @@ enum : uint16_t {
     X = 0x8000,  // of the test: operator callbacks for || on Numbers and + on keywords
 };
 
-void addItem(HEC ec, int kind, const char *name, int type, int subclass = 0) {
-    ExpItem item = {};
-    item.kind = (int16_t)kind;
-    item.dataType = (int16_t)type;
-    item.required = (uint16_t)subclass;
-    strcpy(item.name, name);
-    ASSERT_EQ(1, ZEMAddExpressionItem(ec, &item));
-}
-
-void addFunction(HEC ec, const char *name, int type, std::vector<int> params, int required = 0,
-                 int optional = 0, int flags = 0) {
-    std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(params.size() + 1));
-    ExpItem *item = (ExpItem *)bytes.data();
-    item->kind = ZEM_ITEM_FUNCTION;
-    item->dataType = (int16_t)type;
-    strcpy(item->name, name);
-    item->paramCount = (int16_t)params.size();
-    item->required = (uint16_t)required;
-    item->optional = (uint16_t)optional;
-    item->flags = (uint16_t)flags;
-    for (size_t i = 0; i < params.size(); i++) item->params[i] = ExpParam{0, (uint16_t)params[i], 0};
-    ASSERT_EQ(1, ZEMAddExpressionItem(ec, item));
-}
-
 // A tree in prefix form: a unit code behind its operator, a call's form
 // behind its name (* star, Q quantifier), Sets in braces, Ranges in brackets.
 std::string show(const ExpNode *node, const char *text) {
@@ -93,18 +69,18 @@ struct Context {
     HEC ec;
     explicit Context(uint16_t flags = 0) {
         ec = ZEMCreateEC(0, 0, 0, ECFlagRangesAndSets);
-        for (const char *n : {"a", "b", "c", "n", "Price"}) addItem(ec, ZEM_ITEM_INPUT, n, 0);
-        for (const char *n : {"d", "e"}) addItem(ec, ZEM_ITEM_INPUT, n, 1);
-        for (const char *n : {"s", "t"}) addItem(ec, ZEM_ITEM_INPUT, n, 2);
-        addItem(ec, ZEM_ITEM_KEYWORD, "k", 3);
-        addItem(ec, ZEM_ITEM_KEYWORD, "Asc", 256, 2);
-        addFunction(ec, "Now", 1, {});
-        addFunction(ec, "@NOW", 1, {});
-        addFunction(ec, "f", 0, {0, 0}, 0, 1);
-        addFunction(ec, "Count", 0, {4}, 0, 0, ZEM_FN_QUANTIFIER);
-        addFunction(ec, "Uniq", 0, {4}, 0, 0, ZEM_FN_DISTINCT);
-        addFunction(ec, "Plain", 0, {4});
-        addFunction(ec, "Rows", 0, {5}, 0, 0, ZEM_FN_DISTINCT);
+        for (const char *n : {"a", "b", "c", "n", "Price"}) AddItem(ec, ZEM_ITEM_INPUT, n, 0);
+        for (const char *n : {"d", "e"}) AddItem(ec, ZEM_ITEM_INPUT, n, 1);
+        for (const char *n : {"s", "t"}) AddItem(ec, ZEM_ITEM_INPUT, n, 2);
+        AddItem(ec, ZEM_ITEM_KEYWORD, "k", 3);
+        AddItem(ec, ZEM_ITEM_KEYWORD, "Asc", 256, {.required = 2});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Now", 1);
+        AddItem(ec, ZEM_ITEM_FUNCTION, "@NOW", 1);
+        AddItem(ec, ZEM_ITEM_FUNCTION, "f", 0, {.optional = 1, .params = Params({0, 0})});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Count", 0, {.flags = ZEM_FN_QUANTIFIER, .params = Params({4})});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Uniq", 0, {.flags = ZEM_FN_DISTINCT, .params = Params({4})});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Plain", 0, {.params = Params({4})});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Rows", 0, {.flags = ZEM_FN_DISTINCT, .params = Params({5})});
         store("Total", "Price * 2");
         store("Pair", "1, 2");
         ec->flags = flags & ~X;
@@ -114,10 +90,7 @@ struct Context {
         }
     }
     ~Context() { ZEMDestroyEC(ec); }
-    void store(const char *name, const char *text) {
-        uint16_t type = 0;
-        ASSERT_NE(nullptr, ZEMParseString(ec, text, name, 0, &type)) << text;
-    }
+    void store(const char *name, const char *text) { ParseOk(ec, text, name); }
     // "tree :type" after success, "E<code> <start>,<length>" after failure.
     std::string parse(const char *text, int validating = 0, ExpNode **keep = 0) {
         LockGuard g(&gParserLock);
@@ -175,7 +148,6 @@ const Case kCases[] = {
     // syntax error in its look-ahead.
     {0, "1 + 'a' b", "E100 4,3"},
     {0, "1 + ?", "E110 4,1"},
-    {0, "Nobody + 1", "E102 0,6"},
     {0, "1 + Nobody", "E102 4,6"},
     {0, "a * b DAYS", "E129 2,1"},
     {0, "d + 2 * 3 DAYS", "E129 6,1"},
@@ -205,14 +177,12 @@ const Case kCases[] = {
     {0, "", "E109 0,1"},
     {R, "   ", "E109"},
     {R, "-a", "E109"},
-    {R, "-(1)", "E109"},
     {R, "--1", "E109"},
     {R, "(1, 2)", "E109"},
     {R, "1,", "E109"},
     {R, "f(a AND b)", "E109"},
     {R, "a b", "E109"},
     {R, "DAYS", "E109"},
-    {R, "(1", "E109"},
     {R, "1)", "E109"},
     {R, "f(1", "E109"},
     {R, "1 < 2", "E109"},

@@ -17,15 +17,6 @@ char *copyOf(const char *text) {
     return copy;
 }
 
-void addItem(HEC ec, int kind, const char *name, int type, int caseSensitive = 0) {
-    ExpItem item = {};
-    item.kind = (int16_t)kind;
-    item.dataType = (int16_t)type;
-    item.optional = (uint16_t)caseSensitive;
-    strcpy(item.name, name);
-    ASSERT_EQ(1, ZEMAddExpressionItem(ec, &item));
-}
-
 // A parse under way with the latest token at offset 3, length 5.
 struct Session {
     LockGuard lock{&gParserLock};
@@ -50,11 +41,11 @@ TEST(Tree, OperatorKinds) {
 TEST(Tree, NameLeavesLookUpInputsThenKeywords) {
     LeakCheck leaks;
     Session s;
-    addItem(s.ec, ZEM_ITEM_INPUT, "Price", 0);
-    addItem(s.ec, ZEM_ITEM_INPUT, "Both", 2);
-    addItem(s.ec, ZEM_ITEM_KEYWORD, "Both", 300);
-    addItem(s.ec, ZEM_ITEM_KEYWORD, "Desc", 256);
-    addItem(s.ec, ZEM_ITEM_KEYWORD, "Exact", 257, 1);
+    AddItem(s.ec, ZEM_ITEM_INPUT, "Price", 0);
+    AddItem(s.ec, ZEM_ITEM_INPUT, "Both", 2);
+    AddItem(s.ec, ZEM_ITEM_KEYWORD, "Both", 300);
+    AddItem(s.ec, ZEM_ITEM_KEYWORD, "Desc", 256);
+    AddItem(s.ec, ZEM_ITEM_KEYWORD, "Exact", 257, {.optional = 1});
     struct {
         const char *name;
         int type;
