@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include "eval/convert.h"
+
 std::vector<ExpParam> Params(std::initializer_list<int> types) {
     std::vector<ExpParam> out;
     for (int t : types) out.push_back(ExpParam{0, (uint16_t)t, 0});
@@ -52,4 +54,20 @@ int PutText(void **value, int32_t size, const char *text) {
     }
     memcpy(*value, text, need);
     return 1;
+}
+
+std::map<std::string, std::string> gInputValues;
+std::vector<InputCall> gInputCalls;
+
+int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const char *name) {
+    gInputCalls.push_back({current, size, name});
+    auto found = gInputValues.find(name);
+    ExpItem item = {};
+    if (found == gInputValues.end() || found->second == "fail") return 0;
+    if (found->second == "null") return 1;
+    if (!ZEMGetExpressionVariable(ec, &item, name)) return 0;
+    const char *text = found->second.c_str();
+    if (item.dataType == ZEM_TYPE_NUMBER) return SvcNumFromText((Number *)*value, text), 1;
+    if (item.dataType == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, text);
+    return PutText(value, size, text);
 }

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "services/services.h"
@@ -68,5 +70,18 @@ ExpError ParseFails(HEC ec, const char *text, const char *name = nullptr);
 
 // Puts text into a host String block of size bytes, growing it as needed.
 int PutText(void **value, int32_t size, const char *text);
+
+// A host whose input items take their values from a table by name:
+// TableInput makes a Number, DateTime or text of the item's type from the
+// text, leaves the zeroed block for "null" and fails for "fail" or a name
+// the table lacks. Each call is recorded.
+struct InputCall {
+    HEXP current;
+    int32_t size;
+    std::string name;
+};
+extern std::map<std::string, std::string> gInputValues;
+extern std::vector<InputCall> gInputCalls;
+int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const char *name);
 
 #endif

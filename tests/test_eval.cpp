@@ -20,88 +20,26 @@ namespace {
 
 // ---- A host: input items whose values come from a table.
 
-struct InputValue {
-    int type;
-    std::string text;  // "null" leaves the zeroed block; "fail" makes the callback give 0
-};
-std::map<std::string, InputValue> gValues;
-
-struct CallRecord {
-    HEXP current;
-    int32_t size;
-    std::string name;
-};
-std::vector<CallRecord> gInputCalls;
-
-// Puts text into a String block, growing it as a host would.
-int putText(void **value, int32_t size, const char *text) {
-    size_t need = strlen(text) + 1;
-    if ((size_t)size < need) {
-        void *grown = SvcRealloc(*value, need);
-        if (!grown) return 0;
-        *value = grown;
-    }
-    memcpy(*value, text, need);
-    return 1;
-}
-
-int ZEMCALL hostInput(HEC, HEXP current, int32_t size, void **value, const char *name) {
-    gInputCalls.push_back({current, size, name});
-    auto found = gValues.find(name);
-    if (found == gValues.end() || found->second.text == "fail") return 0;
-    const InputValue &v = found->second;
-    if (v.text == "null") return 1;
-    if (v.type == ZEM_TYPE_NUMBER) SvcNumFromText((Number *)*value, v.text.c_str());
-    if (v.type == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, v.text.c_str());
-    if (v.type >= ZEM_TYPE_STRING) return putText(value, size, v.text.c_str());
-    return 1;
-}
-
-struct Param {
-    int mode, type;
-};
-
 struct Host {
     HEC ec;
     explicit Host(uint16_t flags = 0) : ec(ZEMCreateEC(nullptr, nullptr, nullptr, flags)) {
-        gValues.clear();
+        gInputValues.clear();
         gInputCalls.clear();
     }
-    ~Host() {
-        ZEMDestroyEC(ec);
-        gValues.clear();
-    }
+    ~Host() { ZEMDestroyEC(ec); }
     void input(const char *name, int type, const std::string &text,
-               ZEMInputCallback cb = hostInput) {
-        gValues[name] = {type, text};
-        ExpItem item = {};
-        item.kind = ZEM_ITEM_INPUT;
-        item.dataType = (int16_t)type;
-        item.callback = (ZEMProc)(void (*)(void))cb;
-        strcpy(item.name, name);
-        ASSERT_EQ(1, ZEMAddExpressionItem(ec, &item));
+               ZEMInputCallback cb = TableInput) {
+        gInputValues[name] = text;
+        AddItem(ec, ZEM_ITEM_INPUT, name, type, {.callback = Proc(cb)});
     }
-    void function(const char *name, int type, std::vector<Param> params, ZEMFunctionCallback cb,
+    // Parameters are {mode, type}; all of them are required unless told.
+    void function(const char *name, int type, std::vector<ExpParam> params, ZEMFunctionCallback cb,
                   int required = -1) {
-        std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(params.size() + 1));
-        ExpItem *item = (ExpItem *)bytes.data();
-        item->kind = ZEM_ITEM_FUNCTION;
-        item->dataType = (int16_t)type;
-        item->callback = (ZEMProc)(void (*)(void))cb;
-        strcpy(item->name, name);
-        item->paramCount = (int16_t)params.size();
-        item->required = (uint16_t)(required < 0 ? params.size() : required);
-        for (size_t i = 0; i < params.size(); i++)
-            item->params[i] = ExpParam{(uint16_t)params[i].mode, (uint16_t)params[i].type, 0};
-        ASSERT_EQ(1, ZEMAddExpressionItem(ec, item));
+        int count = (int)params.size();
+        AddItem(ec, ZEM_ITEM_FUNCTION, name, type,
+                {.required = required < 0 ? count : required, .callback = Proc(cb), .params = params});
     }
-    HEXP parse(const char *text, const char *name = nullptr) {
-        ExpError report = {};
-        uint16_t type = 0;
-        HEXP exp = ZEMParseString(ec, text, name, &report, &type);
-        EXPECT_NE(exp, nullptr) << text << ": code " << report.code << " at " << report.start;
-        return exp;
-    }
+    HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
     void setOperator(int code, ZEMOperatorCallback cb) {
         ec->operators[code].callbacks[ZEM_TYPE_NUMBER] = cb;
     }
@@ -561,7 +499,7 @@ TEST(EvalNamed, EvaluatedAgainAtEachReference) {
     ASSERT_EQ(1, ZEMEvaluateExpression(h.ec, outer, 25, &out));
     EXPECT_TRUE(isNumber(out, "17"));
     EXPECT_EQ(4u, gInputCalls.size()) << "no value is kept between references";
-    gValues["X"].text = "4";
+    gInputValues["X"] = "4";
     ASSERT_EQ(1, ZEMEvaluateExpression(h.ec, twice, 25, &out));
     EXPECT_TRUE(isNumber(out, "32"));
 
@@ -597,7 +535,7 @@ int ZEMCALL seeingFunction(HEC, HEXP current, int32_t size, void **value, const 
     if (!arguments) call.entries.push_back("(no vector)");
     gSeen.push_back(call);
     if (size == ZEM_VALUE_SIZE) SvcNumFromText((Number *)*value, "1");
-    else putText(value, size, "done");
+    else PutText(value, size, "done");
     return 1;
 }
 
@@ -612,8 +550,8 @@ TEST(EvalArguments, OneEntryADeclaredParameter) {
     kw.dataType = 300;
     strcpy(kw.name, "Up");
     ASSERT_EQ(1, ZEMAddExpressionItem(h.ec, &kw));
-    h.function("F", ZEM_TYPE_NUMBER, {{0, 0}, {0, 2}, {1, 0}}, seeingFunction);
-    h.function("G", ZEM_TYPE_STRING, {{1, 300}, {0, 0}}, seeingFunction);
+    h.function("F", ZEM_TYPE_NUMBER, {{0, 0, 0}, {0, 2, 0}, {1, 0, 0}}, seeingFunction);
+    h.function("G", ZEM_TYPE_STRING, {{1, 300, 0}, {0, 0, 0}}, seeingFunction);
     h.function("None", ZEM_TYPE_NUMBER, {}, seeingFunction);
     struct Case {
         const char *text;
@@ -646,8 +584,8 @@ TEST(EvalArguments, BeyondTheDeclaredAndNonNamesInAggregates) {
     LeakCheck leaks;
     Host h;
     h.input("X", ZEM_TYPE_NUMBER, "5");
-    h.function("Agg", ZEM_TYPE_NUMBER, {{1, 0}}, seeingFunction);
-    h.function("Three", ZEM_TYPE_NUMBER, {{0, 0}, {0, 0}, {0, 0}}, seeingFunction);
+    h.function("Agg", ZEM_TYPE_NUMBER, {{1, 0, 0}}, seeingFunction);
+    h.function("Three", ZEM_TYPE_NUMBER, {{0, 0, 0}, {0, 0, 0}, {0, 0, 0}}, seeingFunction);
     // Trees the type rules would not let through: a literal where a name is
     // wanted, and more arguments than parameters.
     Number seven = number("7");
@@ -714,7 +652,7 @@ TEST(EvalDepth, DeepChainsFailInsteadOfExhaustingTheStack) {
 int ZEMCALL pickyFunction(HEC, HEXP, int32_t size, void **value, const char *, void **args) {
     if (!args || !args[0] || !args[1]) return 0;  // a null entry fails the call
     std::string text = std::string((char *)args[0]) + "/" + std::string(60, '-');
-    return putText(value, size, text.c_str());
+    return PutText(value, size, text.c_str());
 }
 
 TEST(EvalAllocation, EachFailureGivesZeroAndLeavesNothing) {
@@ -723,7 +661,7 @@ TEST(EvalAllocation, EachFailureGivesZeroAndLeavesNothing) {
     h.input("S", ZEM_TYPE_STRING, "name");
     h.input("N", ZEM_TYPE_NUMBER, "2.5");
     h.input("D", ZEM_TYPE_DATETIME, "3/4/2005");
-    h.function("Join", ZEM_TYPE_STRING, {{0, 2}, {0, 0}}, pickyFunction);
+    h.function("Join", ZEM_TYPE_STRING, {{0, 2, 0}, {0, 0, 0}}, pickyFunction);
     h.parse("N * 2 - (D - 3/1/2005)", "Inner");
     HEXP text = h.parse("Join(S || 'it''s', Inner() / 2) || '.'");
     HEXP date = h.parse("D + Inner() MONTH");

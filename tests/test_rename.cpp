@@ -15,30 +15,6 @@
 
 namespace {
 
-std::map<std::string, std::string> gValues;  // input name -> value text
-
-// Values by the name the evaluator asks for; a DateTime's text is a date.
-int ZEMCALL hostInput(HEC ec, HEXP, int32_t size, void **value, const char *name) {
-    auto found = gValues.find(name);
-    if (found == gValues.end()) return 0;
-    const char *text = found->second.c_str();
-    ExpItem item = {};
-    if (!ZEMGetExpressionVariable(ec, &item, name)) return 0;
-    if (item.dataType == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, text);
-    if (size == ZEM_VALUE_SIZE) {
-        SvcNumFromText((Number *)*value, text);
-        return 1;
-    }
-    size_t need = strlen(text) + 1;
-    if ((size_t)size < need) {
-        void *grown = SvcRealloc(*value, need);
-        if (!grown) return 0;
-        *value = grown;
-    }
-    memcpy(*value, text, need);
-    return 1;
-}
-
 // Twice(n) is 2n; Pair(a, b) is a - b.
 int ZEMCALL twice(HEC, HEXP, int32_t, void **value, const char *, void **args) {
     return args[0] && SvcNumAdd((Number *)*value, (Number *)args[0], (Number *)args[0]);
@@ -53,7 +29,7 @@ struct Host {
     HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, ECFlagRangesAndSets | ECFlagModulo);
     bool strict;
     explicit Host(bool strict = true) : strict(strict) {
-        gValues.clear();
+        gInputValues.clear();
         input("Price", ZEM_TYPE_NUMBER, "7");
         input("Qty", ZEM_TYPE_NUMBER, "3");
         input("PriceList", ZEM_TYPE_NUMBER, "100");
@@ -67,38 +43,15 @@ struct Host {
     }
     ~Host() { ZEMDestroyEC(ec); }
     void input(const char *name, int type, const char *value) {
-        gValues[name] = value;
-        ExpItem item = {};
-        item.kind = ZEM_ITEM_INPUT;
-        item.dataType = (int16_t)type;
-        item.callback = (ZEMProc)(void (*)(void))hostInput;
-        strcpy(item.name, name);
-        int added = ZEMAddExpressionItem(ec, &item);
-        if (strict) {
-            EXPECT_EQ(1, added) << name;
-        }
+        gInputValues[name] = value;
+        AddItem(ec, ZEM_ITEM_INPUT, name, type, {.callback = Proc(TableInput), .mayFail = !strict});
     }
     void function(const char *name, int params, ZEMFunctionCallback cb) {
-        unsigned char bytes[ZEM_EXPITEM_SIZE(2)] = {};
-        ExpItem *item = (ExpItem *)bytes;
-        item->kind = ZEM_ITEM_FUNCTION;
-        item->dataType = ZEM_TYPE_NUMBER;
-        item->callback = (ZEMProc)(void (*)(void))cb;
-        strcpy(item->name, name);
-        item->paramCount = (int16_t)params;
-        item->required = (uint16_t)params;
-        int added = ZEMAddExpressionItem(ec, item);
-        if (strict) {
-            EXPECT_EQ(1, added) << name;
-        }
+        AddItem(ec, ZEM_ITEM_FUNCTION, name, ZEM_TYPE_NUMBER,
+                {.required = params, .callback = Proc(cb), .params = Params({0, 0}),
+                 .paramCount = params, .mayFail = !strict});
     }
-    HEXP parse(const char *text, const char *name = nullptr) {
-        ExpError report = {};
-        uint16_t type = 0;
-        HEXP exp = ZEMParseString(ec, text, name, &report, &type);
-        EXPECT_NE(exp, nullptr) << text << ": code " << report.code << " at " << report.start;
-        return exp;
-    }
+    HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
 };
 
 // The value of an expression as bytes, or "(fail)".
@@ -195,7 +148,7 @@ TEST(Rename, TextTreeAndValueAgreeWithAFreshParse) {
         ASSERT_NE(exp, nullptr);
         std::string before = valueOf(h.ec, exp);
         size_t blockBefore = SvcSize(exp->text);
-        gValues[c.to] = gValues[c.from];
+        gInputValues[c.to] = gInputValues[c.from];
 
         EXPECT_EQ(ZEMRenameExpressionItem(h.ec, c.kind, c.from, c.to), 0);
         EXPECT_STREQ(exp->text, c.expected);
@@ -251,7 +204,7 @@ TEST(Rename, ANamedFormulaOfTheItemsNameIsLeftAlone) {
     HEXP e = h.parse("Price() + Price", "E");
     ASSERT_NE(e, nullptr);
     std::string before = valueOf(h.ec, e);
-    gValues["Cost"] = gValues["Price"];
+    gInputValues["Cost"] = gInputValues["Price"];
     ZEMRenameExpressionItem(h.ec, ZEM_ITEM_INPUT, "Price", "Cost");
     EXPECT_STREQ(e->text, "Price() + Cost");
     EXPECT_EQ(valueOf(h.ec, e), before);
