@@ -56,13 +56,7 @@ struct Context {
     }
     int item(const char *name) { return item(name, strlen(name) + 1, ZEM_TYPE_NUMBER); }
 
-    HEXP parse(const char *t, const char *name) {
-        ExpError report = {};
-        uint16_t type = 0;
-        HEXP exp = ZEMParseString(ec, t, name, &report, &type);
-        EXPECT_NE(exp, nullptr) << t << " gave error " << report.code;
-        return exp;
-    }
+    HEXP parse(const char *t, const char *name) { return ParseOk(ec, t, name); }
 
     // The operator name of an operator code and data type slot.
     void setOperator(int code, int slot, const char *name) {

@@ -41,15 +41,9 @@ struct Host {
     }
     ~Host() { ZEMDestroyEC(ec); }
     void add(int kind, const char *name) {
-        unsigned char bytes[ZEM_EXPITEM_SIZE(1)] = {};
-        ExpItem *item = (ExpItem *)bytes;
-        item->kind = (int16_t)kind;
-        strcpy(item->name, name);
-        if (kind == ZEM_ITEM_FUNCTION) item->paramCount = 1, item->required = 1;
-        int added = ZEMAddExpressionItem(ec, item);
-        if (strict) {
-            EXPECT_EQ(added, 1) << name;
-        }
+        bool function = kind == ZEM_ITEM_FUNCTION;
+        AddItem(ec, kind, name, 0,
+                {.required = function, .params = Params({0}), .paramCount = function, .mayFail = !strict});
     }
     HEXP parse(const char *text, const char *name) {
         uint16_t type = 0;

@@ -35,34 +35,15 @@ struct Context {
     }
     ~Context() { ZEMDestroyEC(ec); }
 
-    void input(const char *name, int type) {
-        ExpItem item = {};
-        item.kind = ZEM_ITEM_INPUT;
-        item.dataType = (int16_t)type;
-        strcpy(item.name, name);
-        EXPECT_EQ(1, ZEMAddExpressionItem(ec, &item));
-    }
+    void input(const char *name, int type) { AddItem(ec, ZEM_ITEM_INPUT, name, type); }
     // One parameter of any type and a result of its type, or (paramCount
     // -1) a DateTime written without brackets.
-    void function(const char *name, uint16_t flags, int16_t paramCount = 1) {
-        std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(1));
-        ExpItem *item = (ExpItem *)bytes.data();
-        item->kind = ZEM_ITEM_FUNCTION;
-        item->dataType = paramCount < 0 ? ZEM_TYPE_DATETIME : ZEM_TYPE_ANY;
-        strcpy(item->name, name);
-        item->paramCount = paramCount;
-        item->required = paramCount < 0 ? 0 : 1;
-        item->flags = flags;
-        item->params[0] = ExpParam{0, ZEM_TYPE_ANY, 0};
-        EXPECT_EQ(1, ZEMAddExpressionItem(ec, item));
+    void function(const char *name, int flags, int paramCount = 1) {
+        AddItem(ec, ZEM_ITEM_FUNCTION, name, paramCount < 0 ? ZEM_TYPE_DATETIME : ZEM_TYPE_ANY,
+                {.required = paramCount < 0 ? 0 : 1, .flags = flags, .params = Params({ZEM_TYPE_ANY}),
+                 .paramCount = paramCount});
     }
-    HEXP parse(const char *text, const char *name = 0) {
-        ExpError report = {};
-        uint16_t type = 0;
-        HEXP exp = ZEMParseString(ec, text, name, &report, &type);
-        EXPECT_NE(nullptr, exp) << text << ": error " << report.code << " at " << report.start;
-        return exp;
-    }
+    HEXP parse(const char *text, const char *name = 0) { return ParseOk(ec, text, name); }
     // The whole extended text, in a buffer of the estimated length, which
     // must be at least the text's.
     std::string text(HEXP exp, int32_t expand) {

@@ -19,29 +19,12 @@ struct Host {
         function("Total", 1, 1);  // takes an input item: an aggregate
     }
     ~Host() { ZEMDestroyEC(ec); }
-    void input(const char *name) {
-        ExpItem item = {};
-        item.kind = ZEM_ITEM_INPUT;
-        strcpy(item.name, name);
-        ASSERT_EQ(1, ZEMAddExpressionItem(ec, &item));
-    }
+    void input(const char *name) { AddItem(ec, ZEM_ITEM_INPUT, name, 0); }
     void function(const char *name, int params, int mode) {
-        unsigned char bytes[ZEM_EXPITEM_SIZE(2)] = {};
-        ExpItem *item = (ExpItem *)bytes;
-        item->kind = ZEM_ITEM_FUNCTION;
-        strcpy(item->name, name);
-        item->paramCount = (int16_t)params;
-        item->required = (uint16_t)params;
-        item->params[0].mode = (uint16_t)mode;
-        ASSERT_EQ(1, ZEMAddExpressionItem(ec, item));
+        AddItem(ec, ZEM_ITEM_FUNCTION, name, 0,
+                {.required = params, .params = {{(uint16_t)mode, 0, 0}, {0, 0, 0}}, .paramCount = params});
     }
-    HEXP parse(const char *text, const char *name = nullptr) {
-        ExpError report = {};
-        uint16_t type = 0;
-        HEXP exp = ZEMParseString(ec, text, name, &report, &type);
-        EXPECT_NE(exp, nullptr) << text << ": code " << report.code;
-        return exp;
-    }
+    HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
 };
 
 }  // namespace

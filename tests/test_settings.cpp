@@ -275,19 +275,10 @@ struct Source {
         notifications = 0;
     }
     void add(int kind, int type, const char *name, const char *functionName, ZEMProc cb) {
-        union {
-            ExpItem item;
-            unsigned char bytes[ZEM_EXPITEM_SIZE(1)];
-        } h;
-        memset(h.bytes, 0, sizeof h.bytes);
-        h.item.kind = (int16_t)kind;
-        h.item.dataType = (int16_t)type;
-        h.item.functionName = functionName;
-        h.item.callback = cb;
-        h.item.paramCount = kind == ZEM_ITEM_FUNCTION ? 1 : 0;
-        h.item.required = 1;
-        strcpy(h.item.name, name);
-        ASSERT_EQ(ZEMAddExpressionItem(c.ec, &h.item), 1);
+        bool function = kind == ZEM_ITEM_FUNCTION;
+        AddItem(c.ec, kind, name, type,
+                {.required = 1, .functionName = functionName, .callback = cb, .params = Params({0}),
+                 .paramCount = function});
     }
 };
 
