@@ -28,23 +28,12 @@ struct Ctx {
         notified.clear();
         renames.clear();
         ZEMSetNotifyCallback(ec, recordNotify);
-        item(1, 0, "Price");
-        item(1, 2, "Title");
-        item(1, 1, "Due", 5);
-        item(0, 0, "Sum", 0, 1);
+        AddItem(ec, ZEM_ITEM_INPUT, "Price", 0);
+        AddItem(ec, ZEM_ITEM_INPUT, "Title", 2);
+        AddItem(ec, ZEM_ITEM_INPUT, "Due", 1, {.required = 5});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Sum", 0, {.params = Params({0})});
     }
     ~Ctx() { ZEMDestroyEC(ec); }
-    void item(int kind, int type, const char *name, int subclass = 0, int params = 0) {
-        unsigned char buf[ZEM_EXPITEM_SIZE(4)] = {};
-        ExpItem *it = (ExpItem *)buf;
-        it->kind = (int16_t)kind;
-        it->dataType = (int16_t)type;
-        it->required = (uint16_t)subclass;
-        it->paramCount = (int16_t)params;
-        for (int i = 0; i < params; i++) it->params[i].type = 0;
-        strcpy(it->name, name);
-        ASSERT_EQ(ZEMAddExpressionItem(ec, it), 1);
-    }
     HEXP parse(const char *text, const char *name = nullptr, ExpError *err = nullptr) {
         uint16_t type = 0xEEEE;
         return ZEMParseString(ec, text, name, err, &type);
@@ -54,13 +43,6 @@ struct Ctx {
         return ZEMGetExpressionName(ec, e, sizeof(buf), buf) < 0 ? "<none>" : buf;
     }
 };
-
-ExpError errorOf(HEC ec, const char *text, const char *name = nullptr) {
-    ExpError err = {};
-    uint16_t type;
-    EXPECT_EQ(ZEMParseString(ec, text, name, &err, &type), nullptr) << text;
-    return err;
-}
 
 }  // namespace
 
@@ -173,7 +155,7 @@ TEST(Names, GeneratedNamesAndCounters) {
     EXPECT_EQ(c.name(s), "\x90\xdd\x92\xe8" "1");  // 設定1
     HEXP r = c.parse("1 AND 2");
     EXPECT_EQ(c.name(r), "\x94\xcd\x88\xcd" "1");  // 範囲1
-    c.item(0, 0, "Formula5");
+    AddItem(c.ec, ZEM_ITEM_FUNCTION, "Formula5", 0);
     EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula6")
         << "a function's name is taken too";
 
@@ -287,7 +269,7 @@ TEST(Entry, ReportsOfParseString) {
         {"Nothing", nullptr, {ERR_VAR, 0, 7}},
     };
     for (const Row &r : rows) {
-        ExpError err = errorOf(c.ec, r.text, r.name);
+        ExpError err = ParseFails(c.ec, r.text, r.name);
         EXPECT_EQ(err.code, r.err.code) << r.text;
         EXPECT_EQ(err.start, r.err.start) << r.text;
         EXPECT_EQ(err.length, r.err.length) << r.text;
@@ -361,7 +343,7 @@ TEST(Entry, ParseFormulaReplacesInPlace) {
 TEST(Entry, ValidName) {
     LeakCheck leaks;
     Ctx c(ECFlagQualifiers);
-    c.item(3, 300, "Foo Bar");
+    AddItem(c.ec, ZEM_ITEM_KEYWORD, "Foo Bar", 300);
     struct Row {
         const char *name;
         int valid;
