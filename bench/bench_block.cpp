@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "zemi40.h"
+#include "bench_support.h"
 
 namespace {
 
@@ -16,14 +16,9 @@ HEC makeContext(int n) {
     ZEMSetOperatorCallback(ec, 4, 0, "JoinNumbers");
     char name[65], function[32], text[64];
     for (int i = 0; i < n; i++) {
-        unsigned char buf[ZEM_EXPITEM_SIZE(1)] = {};
-        ExpItem *it = (ExpItem *)buf;
-        it->kind = ZEM_ITEM_INPUT;
-        it->dataType = ZEM_TYPE_NUMBER;
         snprintf(function, sizeof function, "ValueOfItem%d", i);
-        it->functionName = function;
-        snprintf(it->name, sizeof it->name, "Item%d", i);
-        ZEMAddExpressionItem(ec, it);
+        snprintf(name, sizeof name, "Item%d", i);
+        BenchItem(ec, ZEM_ITEM_INPUT, ZEM_TYPE_NUMBER, name, 0, nullptr, 0, 0, function);
     }
     uint16_t type;
     for (int i = 0; i < n; i++) {

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "eval/convert.h"
-#include "zemi40.h"
+#include "bench_support.h"
 
 namespace {
 
@@ -32,12 +32,7 @@ int ZEMCALL inputValue(HEC, HEXP, int32_t size, void **value, const char *name) 
 }
 
 void addInput(HEC ec, const char *name, int type) {
-    ExpItem item = {};
-    item.kind = ZEM_ITEM_INPUT;
-    item.dataType = (int16_t)type;
-    item.callback = (ZEMProc)inputValue;
-    strcpy(item.name, name);
-    ZEMAddExpressionItem(ec, &item);
+    BenchItem(ec, ZEM_ITEM_INPUT, type, name, 0, nullptr, 0, 0, nullptr, (ZEMProc)inputValue);
 }
 
 struct Host {

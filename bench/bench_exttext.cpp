@@ -6,30 +6,16 @@
 
 #include <vector>
 
-#include "zemi40.h"
+#include "bench_support.h"
 
 namespace {
 
-void addItem(HEC ec, int kind, int type, const char *name, uint16_t flags = 0) {
-    unsigned char buf[ZEM_EXPITEM_SIZE(1)] = {};
-    ExpItem *it = (ExpItem *)buf;
-    it->kind = (int16_t)kind;
-    it->dataType = (int16_t)type;
-    if (kind == ZEM_ITEM_FUNCTION) {
-        it->paramCount = 1;
-        it->required = 1;
-        it->params[0].type = ZEM_TYPE_ANY;
-        it->flags = flags;
-    }
-    snprintf(it->name, sizeof(it->name), "%s", name);
-    ZEMAddExpressionItem(ec, it);
-}
-
 HEC makeContext() {
     HEC ec = ZEMCreateEC(0, 0, 0, 0);
-    addItem(ec, ZEM_ITEM_INPUT, ZEM_TYPE_NUMBER, "x");
-    addItem(ec, ZEM_ITEM_INPUT, ZEM_TYPE_DATETIME, "OrderDate");
-    addItem(ec, ZEM_ITEM_FUNCTION, ZEM_TYPE_ANY, "Ucase", ZEM_FN_ESCAPED);
+    BenchItem(ec, ZEM_ITEM_INPUT, ZEM_TYPE_NUMBER, "x");
+    BenchItem(ec, ZEM_ITEM_INPUT, ZEM_TYPE_DATETIME, "OrderDate");
+    static const int any[1] = {ZEM_TYPE_ANY};
+    BenchItem(ec, ZEM_ITEM_FUNCTION, ZEM_TYPE_ANY, "Ucase", 1, any, 1, ZEM_FN_ESCAPED);
     ZEMSetDateConvert(ec, "{d '%s'}", "{ts '%s'}", "{t '%s'}", 0x0002);
     ZEMSetDatePicture(ec, "yyyy-mm-dd", "yyyy-mm-dd HH:nn:ss", "HH:nn:ss");
     return ec;

@@ -7,19 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "zemi40.h"
+#include "bench_support.h"
 
 namespace {
 
+// Functions take a String and then Numbers.
 void addItem(HEC ec, int kind, int type, const char *name, int params = 0) {
-    unsigned char buf[ZEM_EXPITEM_SIZE(4)] = {};
-    ExpItem *it = (ExpItem *)buf;
-    it->kind = (int16_t)kind;
-    it->dataType = (int16_t)type;
-    it->paramCount = (int16_t)params;
-    for (int i = 0; i < params; i++) it->params[i].type = (uint16_t)(i == 0 ? 2 : 0);
-    snprintf(it->name, sizeof(it->name), "%s", name);
-    ZEMAddExpressionItem(ec, it);
+    static const int types[4] = {2, 0, 0, 0};
+    BenchItem(ec, kind, type, name, params, types);
 }
 
 // A context with the items the mix names, plus `extra` filler items and
