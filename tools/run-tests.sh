@@ -1,24 +1,79 @@
 #!/bin/sh
 # Builds zemi40 for 64-bit and 32-bit x86 and runs the whole test suite on
-# both. With --sanitize, also a run under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# both; then the Windows builds: 64-bit and 32-bit with mingw-w64, their
+# export tables against the shared library's, the 64-bit tests under wine
+# in code pages 932 and 1252, and the stand-in character calls against the
+# system's. With --sanitize, also a run under AddressSanitizer and
+# UndefinedBehaviorSanitizer. Each stage prints its time.
 set -e
 cd "$(dirname "$0")/.."
 sh tools/setup-debian.sh
 jobs=$(nproc)
 
-run() {  # build-dir, cmake options...
+configure() {  # build-dir, cmake options...
     dir=$1; shift
     cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZEM_TESTS=ON "$@" >/dev/null
-    cmake --build "$dir" -j "$jobs"
-    (cd "$dir" && ctest --output-on-failure -j "$jobs")
 }
 
-echo "== 64-bit"
+run() {  # build-dir, cmake options...
+    configure "$@"
+    cmake --build "$1" -j "$jobs"
+    (cd "$1" && ctest --output-on-failure -j "$jobs")
+}
+
+started=$(date +%s)
+stage() {  # name: closes the previous stage's time and opens the next
+    now=$(date +%s)
+    [ -n "$stage_name" ] && echo "== time: $stage_name $((now - stage_start)) s"
+    stage_name=$1
+    stage_start=$now
+    [ -n "$1" ] && echo "== $1"
+    return 0
+}
+
+stage "64-bit"
 run build/x64
-echo "== 32-bit"
+stage "32-bit"
 run build/x86 -DZEM_M32=ON
 if [ "$1" = "--sanitize" ]; then
-    echo "== 64-bit, ASan and UBSan"
+    stage "64-bit, ASan and UBSan"
     run build/asan -DZEM_SANITIZE=ON
 fi
+
+stage "Windows 64-bit build"
+configure build/win64 -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-x86_64.cmake
+cmake --build build/win64 -j "$jobs"
+stage "Windows 32-bit build (not run: no 32-bit wine)"
+configure build/win32 -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-i686.cmake
+cmake --build build/win32 -j "$jobs"
+
+stage "Export tables"
+python3 tools/compare_exports.py build/x64/libzemi40.so \
+    x86_64-w64-mingw32-objdump build/win64/zemi40.dll \
+    i686-w64-mingw32-objdump build/win32/zemi40.dll
+# Nothing but system DLLs: the compiler's runtime is linked in.
+for dll in build/win64/zemi40.dll build/win32/zemi40.dll; do
+    imports=$(x86_64-w64-mingw32-objdump -p "$dll" | sed -n 's/^[[:space:]]*DLL Name: //p' |
+              tr 'A-Z' 'a-z' | sort -u | tr '\n' ' ')
+    echo "$dll imports: $imports"
+    for lib in $imports; do
+        case $lib in kernel32.dll|user32.dll|msvcrt.dll) ;; *) echo "unexpected DLL $lib"; exit 1 ;; esac
+    done
+done
+
+stage "Windows 64-bit tests under wine"
+sh tools/run-windows.sh build/win64 -j "$jobs"
+
+stage "Stand-in character calls against the system's"
+mkdir -p build/charops
+export WINEPREFIX="$PWD/build/win64/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+for run in "ja_JP.UTF-8 932" "en_US.UTF-8 1252"; do
+    set -- $run
+    build/x64/tests/charops_dump "$2" >build/charops/standin-$2.txt
+    LC_ALL=$1 wine build/win64/tests/charops_dump.exe "$2" >build/charops/system-$2.txt
+    python3 tools/compare_charops.py build/charops/standin-$2.txt build/charops/system-$2.txt \
+        tests/windows/charops-skips.txt
+done
+wineserver -k 2>/dev/null || true
+stage ""
+echo "== time: all $(($(date +%s) - started)) s"
