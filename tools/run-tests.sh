@@ -2,8 +2,8 @@
 # Builds zemi40 for 64-bit and 32-bit x86 and runs the whole test suite on
 # both; then the Windows builds: 64-bit and 32-bit with mingw-w64, their
 # export tables against the shared library's, the 64-bit tests under wine
-# in code pages 932 and 1252, and the stand-in character calls against the
-# system's. With --sanitize, also a run under AddressSanitizer and
+# in code pages 932 and 1252, the stand-in character calls against the
+# system's, and the blocks and zem results of both targets. With --sanitize, also a run under AddressSanitizer and
 # UndefinedBehaviorSanitizer. Each stage prints its time.
 set -e
 cd "$(dirname "$0")/.."
@@ -73,6 +73,24 @@ for run in "ja_JP.UTF-8 932" "en_US.UTF-8 1252"; do
     LC_ALL=$1 wine build/win64/tests/charops_dump.exe "$2" >build/charops/system-$2.txt
     python3 tools/compare_charops.py build/charops/standin-$2.txt build/charops/system-$2.txt \
         tests/windows/charops-skips.txt
+done
+
+stage "Same blocks and zem results on Linux and Windows"
+for run in "ja_JP.UTF-8 932" "en_US.UTF-8 1252"; do
+    set -- $run
+    build/x64/tests/block_dump build/charops/block-linux-$2.bin "$2"
+    (cd build/win64/tests && LC_ALL=$1 wine block_dump.exe ../../charops/block-windows-$2.bin "$2")
+    cmp build/charops/block-linux-$2.bin build/charops/block-windows-$2.bin
+    echo "code page $2: the blocks are the same ($(wc -c <build/charops/block-linux-$2.bin) bytes)"
+done
+# zem's built-in example and formulas of every kind; ASCII arguments, since
+# the Windows runtime hands zem its arguments in the system's code page.
+for args in "" "Price=12.5 Qty=3 Due:date=1/31/2001 Price*Qty/7 Due+1 NumberToStr(Price,3) \
+             StrUpper('abc')||'x' DateToStr(Due) Power(2,10) StrLeft('abc',9) Due-1/1/2001"; do
+    build/x64/tools/zem $args >build/charops/zem-linux.txt 2>&1 || true
+    LC_ALL=ja_JP.UTF-8 wine build/win64/tools/zem.exe $args 2>&1 | tr -d '\r' >build/charops/zem-windows.txt || true
+    cmp build/charops/zem-linux.txt build/charops/zem-windows.txt
+    echo "zem $(echo $args | cut -c1-30)...: the same $(wc -l <build/charops/zem-linux.txt) lines"
 done
 wineserver -k 2>/dev/null || true
 stage ""
