@@ -98,6 +98,18 @@ void foldDouble(const CaseRun (&runs)[N], unsigned char *at) {
         }
 }
 
+// The Roman numerals are a case pair in two rows: capitals 0x8754-0x875D,
+// small ones 0xFA40-0xFA49.
+void foldRomanNumeral(unsigned char *at, bool upper) {
+    if (upper && at[0] == 0xFA && at[1] >= 0x40 && at[1] <= 0x49) {
+        at[0] = 0x87;
+        at[1] = (unsigned char)(at[1] + 0x14);
+    } else if (!upper && at[0] == 0x87 && at[1] >= 0x54 && at[1] <= 0x5D) {
+        at[0] = 0xFA;
+        at[1] = (unsigned char)(at[1] - 0x14);
+    }
+}
+
 // Folds `length` bytes in place; a double-byte character is folded whole,
 // and a lead byte whose trail lies beyond `length` is left alone.
 DWORD foldBuffer(char *text, DWORD length, bool upper) {
@@ -112,6 +124,7 @@ DWORD foldBuffer(char *text, DWORD length, bool upper) {
             if (i + 1 >= length || p[i + 1] == 0) continue;
             if (upper) foldDouble(kToUpper932, p + i);
             else foldDouble(kToLower932, p + i);
+            foldRomanNumeral(p + i, upper);
             i++;
             continue;
         }
@@ -127,6 +140,7 @@ unsigned foldedKey(const unsigned char *&p) {
     if (IsDBCSLeadByte(p[0]) && p[1]) {
         c[1] = p[1];
         foldDouble(kToUpper932, c);
+        foldRomanNumeral(c, true);
         p += 2;
         return (unsigned)c[0] << 8 | c[1];
     }

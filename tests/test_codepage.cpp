@@ -93,6 +93,7 @@ TEST(CodePage, CaseFolding) {
         {932, "\x83\x61\x83\x41", "\x83\x61\x83\x41", "\x83\x61\x83\x41"},  // trails a and A untouched
         {932, "\xE0\x61\xB1\xDF", "\xE0\x61\xB1\xDF", "\xE0\x61\xB1\xDF"},  // a lead byte, katakana
         {932, "x\xE9", "X\xE9", "x\xE9"},                                     // a lead byte alone
+        {932, "\x87\x54\xFA\x49", "\x87\x54\x87\x5D", "\xFA\x40\xFA\x49"},  // Roman I and x, two rows
         {1252, "\xE0\xFE\xC0\xDE", "\xC0\xDE\xC0\xDE", "\xE0\xFE\xE0\xFE"},   // à þ À Þ
         {1252, "\x9A\x9C\x9E\xFF", "\x8A\x8C\x8E\x9F", "\x9A\x9C\x9E\xFF"},   // š œ ž ÿ
         {1252, "\x8A\x8C\x8E\x9F", "\x8A\x8C\x8E\x9F", "\x9A\x9C\x9E\xFF"},
@@ -119,6 +120,7 @@ TEST(CodePage, Comparisons) {
         {"abc", "abc", "ci", "ci"},      {"abc", "ABC", "i", "i"},  {"abc", "abcd", "", ""},
         {"", nullptr, "ci", "ci"},       {"\xDF", "SS", "", ""},
         {"\x82\x81", "\x82\x60", "i", ""},    // full-width a and A
+        {"\x87\x55", "\xFA\x41", "i", ""},    // Roman numerals II and ii
         {"\x83\x61", "\x83\x41", "", "i"},    // a trail is no letter
         {"\xE0", "\xC0", "", "i"},            // à and À
         {"x\x9Ay", "X\x8AY", "", "i"},        // š and Š
