@@ -186,17 +186,22 @@ BOOL IsCharAlphaNumericA(CHAR ch) {
 // Windows orders both comparisons by the user's locale. The library relies
 // only on equality and on a sign that is consistent, so byte order (of the
 // folded texts for lstrcmpiA) serves. As on Windows the result is -1, 0 or
-// 1, which StrCompare hands on. A null text counts as empty.
+// 1, which StrCompare hands on.
+// A null text comes before every text, the empty one too, as on Windows.
+int nullOrder(const char *a, const char *b) { return a ? 1 : b ? -1 : 0; }
+
 int lstrcmpA(const char *a, const char *b) {
-    const unsigned char *p = (const unsigned char *)(a ? a : "");
-    const unsigned char *q = (const unsigned char *)(b ? b : "");
+    if (!a || !b) return nullOrder(a, b);
+    const unsigned char *p = (const unsigned char *)a;
+    const unsigned char *q = (const unsigned char *)b;
     while (*p && *p == *q) p++, q++;
     return *p == *q ? 0 : *p < *q ? -1 : 1;
 }
 
 int lstrcmpiA(const char *a, const char *b) {
-    const unsigned char *p = (const unsigned char *)(a ? a : "");
-    const unsigned char *q = (const unsigned char *)(b ? b : "");
+    if (!a || !b) return nullOrder(a, b);
+    const unsigned char *p = (const unsigned char *)a;
+    const unsigned char *q = (const unsigned char *)b;
     for (;;) {
         if (!*p || !*q) return *p == *q ? 0 : *p < *q ? -1 : 1;
         unsigned x = foldedKey(p), y = foldedKey(q);
