@@ -221,16 +221,16 @@ TEST(Uses, EnumerationStopsOnZero) {
     for (const char *t : {"1", "2", "3"}) c.parse(t);
     static std::vector<int> seen;
     seen.clear();
-    auto stopAtSecond = [](HEC, HEXP, int32_t ordinal) -> int {
+    auto stopAtSecond = [](HEC, HEXP, int32_t ordinal) ZEMCALL -> int {
         seen.push_back(ordinal);
         return ordinal < 1;
     };
     EXPECT_EQ(ZEMEnumExpressions(c.ec, stopAtSecond), 0);
     EXPECT_EQ(seen, (std::vector<int>{0, 1}));
-    auto all = [](HEC, HEXP, int32_t) -> int { return 7; };
+    auto all = [](HEC, HEXP, int32_t) ZEMCALL -> int { return 7; };
     EXPECT_EQ(ZEMEnumExpressions(c.ec, all), 7);
     // A callback may destroy what it is shown, the last one with its store.
-    auto destroy = [](HEC ec, HEXP e, int32_t) -> int { return ZEMDestroyEXP(ec, e); };
+    auto destroy = [](HEC ec, HEXP e, int32_t) ZEMCALL -> int { return ZEMDestroyEXP(ec, e); };
     ZEMEnumExpressions(c.ec, destroy);
     ZEMEnumExpressions(c.ec, destroy);
     ZEMEnumExpressions(c.ec, destroy);

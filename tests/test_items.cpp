@@ -67,7 +67,7 @@ TEST(Context, NewContextDefaults) {
 TEST(Context, CallbacksAndUserLong) {
     LeakCheck leaks;
     Context c;
-    auto notify = [](HEC, int32_t) {};
+    auto notify = [](HEC, int32_t) ZEMCALL {};
     EXPECT_EQ(ZEMSetNotifyCallback(c.ec, notify), (ZEMNotifyCallback)notify);
     EXPECT_EQ(c.ec->notifyCallback, (ZEMNotifyCallback)notify);
     EXPECT_EQ(ZEMSetUserLong(c.ec, 5), 0);
@@ -88,7 +88,7 @@ TEST(Context, CreationOutOfMemory) {
 TEST(OperatorRule, Table) {
     LeakCheck leaks;
     int ZEMCALL (*cb)(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *) =
-        [](HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *) -> int {
+        [](HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *) ZEMCALL -> int {
         return 0;
     };
     struct Row {
@@ -201,7 +201,7 @@ TEST(Items, FailedRecordLeavesNullElement) {
     // Every walk passes the null element by.
     EXPECT_EQ(inputItemType(c.ec, "c"), 0);
     int seen = 0;
-    ZEMEnumExpItems(c.ec, 1, [](HEC, const char *, intptr_t n) { ++*(int *)n; }, (intptr_t)&seen);
+    ZEMEnumExpItems(c.ec, 1, [](HEC, const char *, intptr_t n) ZEMCALL { ++*(int *)n; }, (intptr_t)&seen);
     EXPECT_EQ(seen, 2);
     EXPECT_EQ(ZEMDeleteAllECVars(c.ec), 1);
     EXPECT_EQ(SvcArrayCount(c.ec->inputItems), 0u);
@@ -276,7 +276,7 @@ TEST(Items, EnumerationAndCombo) {
     for (const char *n : {"b", "a", "c"}) c.add(1, 0, n);
     c.add(0, 0, "f");
     std::vector<std::string> names;
-    auto collect = [](HEC, const char *view, intptr_t user) {
+    auto collect = [](HEC, const char *view, intptr_t user) ZEMCALL {
         ((std::vector<std::string> *)user)->push_back(view);
     };
     ZEMEnumExpItems(c.ec, 1, collect, (intptr_t)&names);
@@ -290,7 +290,7 @@ TEST(Items, EnumerationAndCombo) {
         ZEMComboList combo;
         std::vector<std::string> entries;
     } list;
-    list.combo.addString = [](ZEMComboList *self, const char *text) {
+    list.combo.addString = [](ZEMComboList *self, const char *text) ZEMCALL {
         List *l = (List *)self;
         l->entries.push_back(text);
         return (int)l->entries.size() - 1;
