@@ -53,8 +53,13 @@ std::string cp932ToUtf8(const std::string &text) {
     return out;
 }
 
+std::vector<std::string> utf8Arguments(int argc, char **argv) {
+    return std::vector<std::string>(argv, argv + argc);
+}
+
 #else
 #include <windows.h>
+#include <shellapi.h>
 
 namespace {
 
@@ -98,6 +103,19 @@ std::string cp932ToUtf8(const std::string &text) {
     std::string out;
     if (!toWide(CP_ACP, 0, text, &wide) || !fromWide(CP_UTF8, wide, &out, false)) return text;
     return out;
+}
+
+// The C runtime hands a program its arguments in the system's code page,
+// where a character outside it is lost; the wide command line keeps them.
+std::vector<std::string> utf8Arguments(int argc, char **argv) {
+    std::vector<std::string> args(argv, argv + argc);
+    int count = 0;
+    LPWSTR *wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (!wide) return args;
+    if (count == argc)
+        for (int i = 0; i < count; i++) fromWide(CP_UTF8, wide[i], &args[(size_t)i], false);
+    LocalFree(wide);
+    return args;
 }
 
 #endif

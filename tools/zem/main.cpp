@@ -159,7 +159,12 @@ int demo(Session *s) {
 
 }  // namespace
 
-int main(int argc, char **argv) {
+int main(int argc, char **rawArgv) {
+    std::vector<std::string> args = utf8Arguments(argc, rawArgv);
+    std::vector<char *> pointers;
+    for (std::string &a : args) pointers.push_back(a.data());
+    pointers.push_back(0);
+    char **argv = pointers.data();
     for (int i = 1; i < argc; i++) {
         if (!strcmp(argv[i], "-h") || !strcmp(argv[i], "--help")) {
             fputs(kHelp, stdout);

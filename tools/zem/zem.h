@@ -18,6 +18,8 @@
 int utf8To932(const std::string &utf8, std::string *out);
 // Converts code page 932 to UTF-8; a byte that is no character becomes '?'.
 std::string cp932ToUtf8(const std::string &text);
+// The program's arguments in UTF-8, as the terminal gave them.
+std::vector<std::string> utf8Arguments(int argc, char **argv);
 
 // ---- A session: one context with its items, formulas and output (session.cpp)
 
