@@ -10,21 +10,21 @@ std::vector<ExpParam> Params(std::initializer_list<int> types) {
     return out;
 }
 
-int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &spec) {
-    std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(spec.params.size() + 1));
+int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &shape) {
+    std::vector<unsigned char> bytes(ZEM_EXPITEM_SIZE(shape.params.size() + 1));
     ExpItem *item = (ExpItem *)bytes.data();
     item->kind = (int16_t)kind;
     item->dataType = (int16_t)type;
-    item->functionName = spec.functionName;
-    item->callback = spec.callback;
+    item->functionName = shape.functionName;
+    item->callback = shape.callback;
     strcpy(item->name, name);
-    item->paramCount = (int16_t)spec.paramCount.value_or((int)spec.params.size());
-    item->required = (uint16_t)spec.required;
-    item->optional = (uint16_t)spec.optional;
-    item->flags = (uint16_t)spec.flags;
-    for (size_t i = 0; i < spec.params.size(); i++) item->params[i] = spec.params[i];
+    item->paramCount = (int16_t)shape.paramCount.value_or((int)shape.params.size());
+    item->required = (uint16_t)shape.required;
+    item->optional = (uint16_t)shape.optional;
+    item->flags = (uint16_t)shape.flags;
+    for (size_t i = 0; i < shape.params.size(); i++) item->params[i] = shape.params[i];
     int added = ZEMAddExpressionItem(ec, item);
-    if (!spec.mayFail) {
+    if (!shape.mayFail) {
         EXPECT_EQ(1, added) << name;
     }
     return added;

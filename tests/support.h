@@ -60,7 +60,7 @@ struct ItemSpec {
 std::vector<ExpParam> Params(std::initializer_list<int> types);
 
 // Registers an item; gives what ZEMAddExpressionItem gives.
-int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &spec = {});
+int AddItem(HEC ec, int kind, const char *name, int type, const ItemSpec &shape = {});
 
 // Parses text as a stored (name) or anonymous expression, expecting success.
 HEXP ParseOk(HEC ec, const char *text, const char *name = nullptr);
