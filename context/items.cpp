@@ -50,13 +50,6 @@ void freeItem(ExpItem *item) {
     SvcFree(item);
 }
 
-char *copyText(const char *text) {
-    size_t n = SvcStrLen(text) + 1;
-    char *copy = (char *)SvcAlloc(n);
-    if (copy) memcpy(copy, text, n);
-    return copy;
-}
-
 // A new zeroed element at the end of a store, made at need; its address
 // stays valid until the store changes. 0 when memory ran out.
 ExpItem **appendElement(HARRAY *store) {
@@ -151,7 +144,7 @@ ZEMAPI int ZEMCALL ZEMAddExpressionItem(HEC ec, const ExpItem *host) {
     memcpy(item, host, size);
     item->functionName = 0;
     if (host->functionName) {
-        char *copy = copyText(host->functionName);
+        char *copy = SvcStrCopy(host->functionName);
         item->functionName = copy;
         if (ec->resolveCallback && !host->callback) item->callback = ec->resolveCallback(copy);
     }

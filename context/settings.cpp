@@ -5,19 +5,11 @@
 #include "context/ec.h"
 #include "eval/convert.h"
 
-// An owned copy of a text, or 0 when memory ran out.
-static char *copyText(const char *text) {
-    size_t length = SvcStrLen(text);
-    char *copy = (char *)SvcAlloc(length + 1);
-    if (copy && text) memcpy(copy, text, length);  // a null text gives the empty one
-    return copy;
-}
-
 // Puts an owned copy of text into a slot, releasing the former text; the
 // slot is 0 when memory ran out.
 static int replaceText(char **slot, const char *text) {
     SvcFree(*slot);
-    *slot = copyText(text);
+    *slot = SvcStrCopy(text);
     return *slot != 0;
 }
 
@@ -47,7 +39,7 @@ ZEMAPI int ZEMCALL ZEMSetDatePicture(HEC ec, const char *date, const char *dateT
     for (int i = 0; i < 3; i++) {
         SvcFree(ec->datePicture[i]);
         ec->datePicture[i] = 0;
-        if (pictures[i] && pictures[i][0]) ec->datePicture[i] = copyText(pictures[i]);
+        if (pictures[i] && pictures[i][0]) ec->datePicture[i] = SvcStrCopy(pictures[i]);
     }
     // The formats go in the order of the pictures' kinds: date, time, date and time.
     ec->dateTextWidth =

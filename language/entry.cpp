@@ -13,13 +13,6 @@
 
 namespace {
 
-char *copyText(const char *text) {
-    size_t n = SvcStrLen(text) + 1;
-    char *copy = (char *)SvcAlloc(n);
-    if (copy) memcpy(copy, text, n);
-    return copy;
-}
-
 void copyReport(ExpError *report) {
     if (report) *report = gParse.error;
 }
@@ -107,10 +100,10 @@ ExpRecord *ParseCore(HEC ec, const char *text, const char *name, ExpError *repor
     record->resultType = (uint16_t)root->dataType;
     record->root = root;
     record->context = ec;
-    record->text = copyText(text);
+    record->text = SvcStrCopy(text);
     const char *useName = name && *name ? name : 0;
     if (record->text && !useName) useName = generateExpressionName(ec, expressionKind(root));
-    if (record->text && useName) record->name = copyText(useName);
+    if (record->text && useName) record->name = SvcStrCopy(useName);
     if (!record->text || !record->name) {
         SetError(&gParse.error, ERR_MEMORY, 0, 0);
     } else if (!ZEMValidName(ec, record->name, report)) {
@@ -180,7 +173,7 @@ ZEMAPI int ZEMCALL ZEMValidName(HEC ec, const char *name, ExpError *report) {
     if (ec && name) {
         StartParse(ec, name, 1);
         if (RunParser() == 0 && gParse.result && gParse.result->kind == NodeInput) {
-            char *copy = copyText(name);
+            char *copy = SvcStrCopy(name);
             if (copy) {
                 SvcStrNormalise(copy);
                 valid = SvcStrEqual(copy, name) != 0;

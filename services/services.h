@@ -48,6 +48,8 @@ void SvcTlsThreadExit(void);
 
 // ---- Text. Counts are characters of the system code page unless named bytes.
 size_t SvcStrLen(const char *text);   // bytes; null gives 0
+// An owned copy of text (null gives the empty text), or 0 when memory ran out.
+char *SvcStrCopy(const char *text);
 size_t SvcCharLen(const char *text);  // characters
 void SvcCopyChars(char *dest, const char *src, long count);
 void SvcStrLeft(char *dest, const char *src, long count);

@@ -65,6 +65,13 @@ bool startsWithWhole(const char *text, const char *pattern) {
 
 size_t SvcStrLen(const char *text) { return text ? strlen(text) : 0; }
 
+char *SvcStrCopy(const char *text) {
+    size_t length = SvcStrLen(text);
+    char *copy = (char *)SvcAlloc(length + 1);
+    if (copy && length) memcpy(copy, text, length);  // the block comes zeroed
+    return copy;
+}
+
 size_t SvcCharLen(const char *text) {
     size_t n = 0;
     for (const char *p = orEmpty(text); *p; p += charBytes(p)) n++;
