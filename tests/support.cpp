@@ -71,3 +71,12 @@ int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const c
     if (item.dataType == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, text);
     return PutText(value, size, text);
 }
+
+std::string EvalText(HEC ec, HEXP exp) {
+    void *block = nullptr;
+    uint32_t length = 0;
+    std::string out = "(fail)";
+    if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
+    ZEMMemFree(block);
+    return out;
+}

@@ -71,6 +71,9 @@ ExpError ParseFails(HEC ec, const char *text, const char *name = nullptr);
 // Puts text into a host String block of size bytes, growing it as needed.
 int PutText(void **value, int32_t size, const char *text);
 
+// The whole String value of an expression through the growing exit, or "(fail)".
+std::string EvalText(HEC ec, HEXP exp);
+
 // A host whose input items take their values from a table by name:
 // TableInput makes a Number, DateTime or text of the item's type from the
 // text, leaves the zeroed block for "null" and fails for "fail" or a name

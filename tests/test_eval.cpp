@@ -70,16 +70,6 @@ std::string ymd(const DateTime &value) {
     return out;
 }
 
-// The whole string of an expression through the growing exit, or "(fail)".
-std::string evalText(HEC ec, HEXP exp) {
-    void *block = nullptr;
-    uint32_t length = 0;
-    std::string out = "(fail)";
-    if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
-    ZEMMemFree(block);
-    return out;
-}
-
 // Hand-built trees for what the parser would refuse or cannot say.
 ExpNode leaf(int kind, int type, const void *left, uint16_t flags = 0) {
     ExpNode n = {};
@@ -235,7 +225,7 @@ TEST(EvalCallbacks, InputsGetTheirSizeNameAndCurrentExpression) {
     EXPECT_EQ("Price", gInputCalls[0].name);
 
     gInputCalls.clear();
-    EXPECT_EQ("Ann", evalText(h.ec, h.parse("Who")));
+    EXPECT_EQ("Ann", EvalText(h.ec, h.parse("Who")));
     ASSERT_EQ(1, ZEMEvaluateExpression(h.ec, h.parse("When"), 25, &out));
     EXPECT_EQ("2004-2-3", ymd(out));
     ASSERT_EQ(2u, gInputCalls.size());
@@ -293,9 +283,9 @@ TEST(EvalCallbacks, AMovedBlockIsTheOneTheEvaluatorKeepsOrFrees) {
     h.input("Fails", ZEM_TYPE_STRING, "", moveThenFail);
     h.input("Grows", ZEM_TYPE_STRING, "", moveThenSucceed);
     h.function("F", ZEM_TYPE_STRING, {}, functionMoveThenFail);
-    EXPECT_EQ("(fail)", evalText(h.ec, h.parse("Fails")));
-    EXPECT_EQ("(fail)", evalText(h.ec, h.parse("F()")));
-    EXPECT_EQ(std::string(120, 'q') + "!", evalText(h.ec, h.parse("Grows || '!'")));
+    EXPECT_EQ("(fail)", EvalText(h.ec, h.parse("Fails")));
+    EXPECT_EQ("(fail)", EvalText(h.ec, h.parse("F()")));
+    EXPECT_EQ(std::string(120, 'q') + "!", EvalText(h.ec, h.parse("Grows || '!'")));
 }
 
 // ---- Operators and nulls
@@ -473,10 +463,10 @@ TEST(EvalStrings, Concatenation) {
     h.input("S", ZEM_TYPE_STRING, "mid");
     h.input("Bad", ZEM_TYPE_STRING, "fail");
     h.input("E", ZEM_TYPE_STRING, "");
-    EXPECT_EQ("it''s mid!", evalText(h.ec, h.parse("'it''''s ' || S || '!'")));
-    EXPECT_EQ("mid", evalText(h.ec, h.parse("E || S || E")));
-    EXPECT_EQ("(fail)", evalText(h.ec, h.parse("S || Bad")));
-    EXPECT_EQ("(fail)", evalText(h.ec, h.parse("Bad || S")));
+    EXPECT_EQ("it''s mid!", EvalText(h.ec, h.parse("'it''''s ' || S || '!'")));
+    EXPECT_EQ("mid", EvalText(h.ec, h.parse("E || S || E")));
+    EXPECT_EQ("(fail)", EvalText(h.ec, h.parse("S || Bad")));
+    EXPECT_EQ("(fail)", EvalText(h.ec, h.parse("Bad || S")));
     ExpNode a = leaf(NodeString, ZEM_TYPE_STRING, "ab"), b = leaf(NodeString, ZEM_TYPE_STRING, "cde");
     ExpNode join = leaf('|', ZEM_TYPE_STRING, &a);
     join.right = &b;

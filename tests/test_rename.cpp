@@ -56,14 +56,7 @@ struct Host {
 
 // The value of an expression as bytes, or "(fail)".
 std::string valueOf(HEC ec, HEXP exp) {
-    if (exp->resultType == ZEM_TYPE_STRING) {
-        void *block = nullptr;
-        uint32_t length = 0;
-        std::string out = "(fail)";
-        if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
-        ZEMMemFree(block);
-        return out;
-    }
+    if (exp->resultType == ZEM_TYPE_STRING) return EvalText(ec, exp);
     Number value = {};
     void *at = &value;
     uint32_t length = 0;
