@@ -214,8 +214,13 @@ ZEMAPI void ZEMCALL ZEMEnumExpItems(HEC ec, int kind, ZEMEnumItemCallback cb, in
 /* Copies the input item record into out (ZEM_EXPITEM_SIZE(1) bytes). The
  * pointers in it stay the library's. 1 when found. */
 ZEMAPI int ZEMCALL ZEMGetExpressionVariable(HEC ec, ExpItem *out, const char *name);
-/* Adds every name of a kind to the list; the count added. */
+/* Adds every name of a kind to the list; the count added. On Windows the
+ * list is the host's combo box window, which gets CB_ADDSTRING. */
+#if defined(_WIN32)
+ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, HZEMWND combo);
+#else
 ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, ZEMComboList *combo);
+#endif
 /* Deletes the first item of that kind and name without asking. */
 ZEMAPI int ZEMCALL ZEMDelExpItemNoCheck(HEC ec, int kind, const char *name);
 /* Deletes every input item; 1, or 0 with no input store or on a failure. */
@@ -413,6 +418,35 @@ ZEM_BUILTIN(FUNPower)
 ZEM_BUILTIN(FUNWeekDay)
 ZEM_BUILTIN(FUNDateQuarter)
 #undef ZEM_BUILTIN
+
+/* ---- The builder and the error dialogs ---------------------------------- */
+
+/* Opens the formula builder, modal, over parent: an end user composes, names,
+ * opens and deletes expressions of ec. exp is the expression to open, or 0.
+ * maximumText limits the text field in bytes (0: no limit of the library's).
+ * Gives the expression saved by OK, or 0 (Cancel, or no dialog could be
+ * made: then error 131 goes through ZEMErrorDisplay). */
+ZEMAPI HEXP ZEMCALL ZEMBuildExpression(HZEMWND parent, HEC ec, HEXP exp, uint16_t maximumText);
+/* The same in the mode of a type: 1 Set, 2 Range, any other Formula. With a
+ * startItem named in the data items list, its values window opens at once. */
+ZEMAPI HEXP ZEMCALL ZEMBuildExpressionOfType(HZEMWND parent, HEC ec, HEXP exp,
+                                            uint16_t maximumText, int32_t type,
+                                            const char *startItem);
+/* Shows a report to the user: the text with the error's span selected and
+ * the message of its code. 1 when the user closed it, -1 when it could not
+ * be shown. The text must stay valid during the call. */
+ZEMAPI int32_t ZEMCALL ZEMErrorDisplay(HZEMWND parent, const char *text, const ExpError *error);
+
+/* A host's own way of showing reports: with a hook set, ZEMErrorDisplay and
+ * the builder's reports (loading: 1 for the report of a block's text that
+ * failed to load) go to the hook, which gets the text, the span and the
+ * message of the code in the system code page, and whose result
+ * ZEMErrorDisplay gives. Without one, Windows shows the dialog, and a build
+ * without windows gives -1. Process-wide; gives the former hook. */
+typedef int32_t (ZEMCALL *ZEMErrorDisplayHook)(HZEMWND parent, const char *text,
+                                              const ExpError *error, const char *message,
+                                              int32_t loading);
+ZEMAPI ZEMErrorDisplayHook ZEMCALL ZEMSetErrorDisplayHook(ZEMErrorDisplayHook hook);
 
 /* ---- Start-up state ----------------------------------------------------- */
 
