@@ -45,6 +45,13 @@ const char *labelOfType(const ThreadBlock *tb, int type) {
     }
 }
 
+// The type of a descriptor; one the function lacks reads as its last one,
+// and as Any when it has none.
+int descriptorType(const ExpItem *item, int index) {
+    if (index < item->paramCount) return item->params[index].type;
+    return item->paramCount > 0 ? (int)item->params[item->paramCount - 1].type : (int)ZEM_TYPE_ANY;
+}
+
 // Whether the selected bytes spell a tail exactly.
 bool selectionIs(const Text &text, Selection s, const char *tail) {
     char copy[TailLimit];
@@ -145,7 +152,7 @@ void appendFunctionTemplate(Text *text, const ExpItem *item, const ThreadBlock *
     if (required == 0 && optional != 0) text->add("[");
     int total = count > required + optional ? count : required + optional;
     for (int i = 0; i < total; i++) {
-        int type = item->params[i < count ? i : required].type;
+        int type = descriptorType(item, i < count ? i : required);
         snprintf(piece, sizeof(piece), " %s ", labelOfType(tb, type));
         text->add(piece);
         if (i < total - 1) {

@@ -207,6 +207,9 @@ int nameIsPending(const char *text, const void *pendingList, const ExpError *err
     char span[SPAN_ROOM];
     size_t n = error->length < length - error->start ? error->length : length - error->start;
     memcpy(span, text + error->start, n);
+    // The span of an unknown call ends in its "(": the name stands before
+    // it and the blanks.
+    if (n > 0 && span[n - 1] == '(') n--;
     while (n > 0 && (span[n - 1] == ' ' || span[n - 1] == '\t')) n--;
     span[n] = 0;
     // Each record of the block: its text, then its name, both terminated.

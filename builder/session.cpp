@@ -165,6 +165,7 @@ void startDialog(HWND dialog, LaunchRecord *launch) {
     installHandlers(dialog, tb);
     fillDialog(dialog, tb);
     refreshEditButtons(dialog);
+    setOkButton(dialog);
     if (launch->maximumText) Ui()->limitText(control(dialog, ID_TEXT), launch->maximumText);
     Ui()->limitText(control(dialog, ID_NAME), 64);
     Ui()->focus(control(dialog, ID_TEXT));
@@ -336,6 +337,7 @@ void showCurrentExpression(HWND dialog, ThreadBlock *tb) {
     clearModified(dialog);
     setTitle(dialog, tb);
     refreshEditButtons(dialog);
+    setOkButton(dialog);
 }
 
 intptr_t BuilderEvent(HWND dialog, unsigned message, uintptr_t wParam, intptr_t lParam) {
