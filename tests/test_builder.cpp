@@ -178,6 +178,13 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
         b.press(ID_OK);
     }, 1);
     EXPECT_EQ("Price, Qty ,Rate ", textOf(set)) << "the tail is cut at the save";
+    b.run([&] {
+        b.at(ID_TEXT)->modified = true;
+        b.press(ID_OK);
+        EXPECT_EQ("Expression, Expression ", b.text(ID_TEXT)) << "cut, then refused";
+        EXPECT_EQ(1u, b.reports.size());
+        b.press(ID_CANCEL);
+    }, 1);
     EXPECT_EQ(KindSet, kindOf(set));
 }
 
@@ -408,6 +415,59 @@ TEST(Builder, KeysAndClicksInTheLists) {
         b.sendChar(items, ' ');
         EXPECT_EQ("Double()Qty", b.text(ID_TEXT));
     });
+}
+
+TEST(Builder, RowsDrawnWithTheirKindsBitmap) {
+    struct Case {
+        bool values;
+        uint32_t action, state;
+        int row;
+        std::vector<std::string> drawn;
+    } cases[] = {
+        {true, 1, 1 | 16, 1, {"bitmap rangel 0,1", "text Span 22 36", "invert 22", "focus 0"}},
+        {true, 1, 0, 0, {"bitmap setl 0,1", "text [ New Set ] 22 36"}},
+        {false, 1, 1, 1, {"text Span 0 36", "invert 0"}},
+        {true, 2, 1, 1, {"invert 22"}},
+        {true, 1 | 2, 1, 1, {"bitmap rangel 0,1", "text Span 22 36", "invert 22"}},
+        {true, 4, 0, 1, {"focus 0"}},
+        {true, 1 | 4, 0, 1, {"bitmap rangel 0,1", "text Span 22 36"}},
+    };
+    for (const Case &c : cases) {
+        Session b(c.values);
+        ParseOk(b.ec, "Price AND Qty", "Span");
+        b.run([&] {
+            UiDrawItem draw = {c.action, c.state, c.row, {0, 0, 100, 13}, nullptr};
+            EXPECT_EQ(13, Ui()->send((HWND)b.builder, UI_WM_MEASUREITEM, ID_EXPRESSIONS, 0));
+            Ui()->send((HWND)b.builder, UI_WM_DRAWITEM, ID_EXPRESSIONS, (intptr_t)&draw);
+            EXPECT_EQ(c.drawn, b.drawn) << c.values << " " << c.action << " " << c.state;
+        }, 1);
+        EXPECT_EQ(c.values ? 3 : 0, b.bitmapsLoaded);
+        EXPECT_EQ(b.bitmapsLoaded, b.bitmapsFreed);
+    }
+}
+
+std::vector<std::pair<int32_t, std::string>> gHelp;
+void ZEMCALL helpCallback(int32_t kind, intptr_t value) {
+    gHelp.push_back({kind, kind == 257 ? (const char *)value : std::to_string(value)});
+}
+
+TEST(Builder, HelpQueryNamesTheFunctionOrTheDialog) {
+    for (bool values : {true, false}) {
+        Session b(values);
+        gHelp.clear();
+        b.run([&] {
+            HWND functions = b.item(ID_FUNCTIONS);
+            Ui()->send((HWND)b.builder, MSG_HELP_QUERY, (uintptr_t)functions, (intptr_t)helpCallback);
+            b.select(ID_FUNCTIONS, 0);
+            Ui()->send((HWND)b.builder, MSG_HELP_QUERY, (uintptr_t)functions, (intptr_t)helpCallback);
+            Ui()->send((HWND)b.builder, MSG_HELP_QUERY, (uintptr_t)b.item(ID_ITEMS),
+                       (intptr_t)helpCallback);
+        });
+        std::string dialog = values ? "401" : "400";
+        EXPECT_EQ((std::vector<std::pair<int32_t, std::string>>{
+                      {1, dialog}, {257, "Half"}, {1, dialog}}),
+                  gHelp);
+    }
 }
 
 // ---- Side windows.
