@@ -172,13 +172,23 @@ ZEMAPI int ZEMCALL ZEMGetExpressionVariable(HEC ec, ExpItem *out, const char *na
     return 1;
 }
 
+#ifdef _WIN32
+// The host's combo box window gets one CB_ADDSTRING a name.
+ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, HZEMWND combo) {
+    if (!ec || !combo) return 0;
+    auto add = [combo](const char *name) {
+        return (int)SendMessageA((HWND)combo, CB_ADDSTRING, 0, (LPARAM)name);
+    };
+#else
 ZEMAPI int ZEMCALL ZEMLoadComboBox(HEC ec, int kind, ZEMComboList *combo) {
     if (!ec || !combo || !combo->addString) return 0;
+    auto add = [combo](const char *name) { return combo->addString(combo, name); };
+#endif
     HARRAY *store = itemStoreOf(ec, kind);
     if (!store) return 0;
     int added = 0;
     walkStore(*store, [&](ExpItem *it) {
-        if (combo->addString(combo, it->name) >= 0) added++;
+        if (add(it->name) >= 0) added++;
         return 0;
     });
     return added;
