@@ -57,7 +57,7 @@ for dll in build/win64/zemi40.dll build/win32/zemi40.dll; do
               tr 'A-Z' 'a-z' | sort -u | tr '\n' ' ')
     echo "$dll imports: $imports"
     for lib in $imports; do
-        case $lib in kernel32.dll|user32.dll|msvcrt.dll) ;; *) echo "unexpected DLL $lib"; exit 1 ;; esac
+        case $lib in kernel32.dll|user32.dll|gdi32.dll|msvcrt.dll) ;; *) echo "unexpected DLL $lib"; exit 1 ;; esac
     done
 done
 
@@ -66,7 +66,8 @@ sh tools/run-windows.sh build/win64 -j "$jobs"
 
 stage "Stand-in character calls against the system's"
 mkdir -p build/charops
-export WINEPREFIX="$PWD/build/win64/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+. tools/wine-prefix.sh
+wine_prefix "$PWD/build/win64/wineprefix"
 for run in "ja_JP.UTF-8 932" "en_US.UTF-8 1252"; do
     set -- $run
     build/x64/tests/charops_dump "$2" >build/charops/standin-$2.txt

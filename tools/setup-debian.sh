@@ -2,10 +2,13 @@
 # Installs what building and testing zemi40 needs on a fresh Debian machine.
 # Run as root. Does nothing that is already done.
 # The Windows builds need the two mingw-w64 compilers; wine64 runs the
-# 64-bit Windows programs, under a Japanese and an English locale.
+# 64-bit Windows programs, under a Japanese and an English locale; the
+# dialog tests and screenshots run them inside a virtual X server, with a
+# Japanese font for the dialogs' captions.
 set -e
 PACKAGES="cmake make g++ g++-multilib qemu-user python3 flex bison googletest libbenchmark-dev
-g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 locales"
+g++-mingw-w64-x86-64 g++-mingw-w64-i686 wine64 locales
+xvfb xauth x11-apps imagemagick fonts-ipafont-gothic"
 missing=""
 for p in $PACKAGES; do
     dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"
