@@ -138,9 +138,7 @@ void parenthesise(HWND field) {
     Ui()->setSelection(field, (int32_t)made.length, (int32_t)made.length);
     Ui()->focus(field);
     Ui()->setModified(field, 1);
-    HWND dialog = Ui()->parent(field);
-    enableControl(dialog, ID_PARENS, 0);
-    refreshEditButtons(dialog);
+    refreshEditButtons(Ui()->parent(field));  // the caret is alone now: 105 goes off
 }
 
 void appendFunctionTemplate(Text *text, const ExpItem *item, const ThreadBlock *tb) {

@@ -362,7 +362,7 @@ TEST(Builder, ModesButtonsAndTitles) {
             EXPECT_EQ(Str(c.title) + c.entry, Fixture::W(b.builder)->text);
             EXPECT_EQ(Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)), b.text(ID_STATUS));
             EXPECT_TRUE(b.at(c.checked)->checked);
-            EXPECT_EQ(92 + 53, b.at(ID_EXPRESSIONS_LABEL)->rect.top) << "below the modes, whole rows";
+            EXPECT_EQ(92 + 49, b.at(ID_EXPRESSIONS_LABEL)->rect.top) << "below the modes, whole rows";
         }, c.type);
     }
     Session plain(false);
@@ -414,6 +414,46 @@ TEST(Builder, KeysAndClicksInTheLists) {
         Ui()->selectRow(items, b.rowOf(ID_ITEMS, "Qty"));
         b.sendChar(items, ' ');
         EXPECT_EQ("Double()Qty", b.text(ID_TEXT));
+    });
+}
+
+TEST(Builder, ClipboardAndParenthesesFollowTheSelection) {
+    Session b;
+    b.run([&] {
+        b.type(ID_TEXT, "Price + Qty");
+        EXPECT_FALSE(b.at(ID_PASTE)->enabled) << "an empty clipboard";
+        b.selectText(0, 5);
+        Ui()->send(b.item(ID_TEXT), UI_WM_LBUTTONUP, 0, 0);  // the mouse let go in the field
+        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_TRUE(b.at(id)->enabled) << id;
+        b.press(ID_COPY);
+        EXPECT_TRUE(b.at(ID_PASTE)->enabled);
+        b.press(ID_PARENS);
+        EXPECT_EQ("(Price) + Qty", b.text(ID_TEXT));
+        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_FALSE(b.at(id)->enabled) << id;
+        b.selectText(10, 13);
+        b.press(ID_CUT);
+        EXPECT_EQ("(Price) + ", b.text(ID_TEXT));
+        b.press(ID_PASTE);
+        b.selectText(0, 1);
+        b.press(ID_CLEAR);
+        EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
+    });
+}
+
+TEST(Builder, EntryCaptionsFollowTheKind) {
+    Session b;
+    ParseOk(b.ec, "Price AND Qty", "Span");
+    ParseOk(b.ec, "Price, Qty", "Group");
+    b.run([&] {
+        struct Step {
+            int row;
+            unsigned open, show;
+        } steps[] = {{1, 236, 239}, {2, 237, 240}, {0, 235, 238}};
+        for (const Step &s : steps) {
+            b.select(ID_EXPRESSIONS, s.row);
+            EXPECT_EQ(Str(s.open), b.text(ID_OPEN)) << s.row;
+            EXPECT_EQ(Str(s.show), b.text(ID_SHOW_TEXT)) << s.row;
+        }
     });
 }
 
@@ -647,11 +687,18 @@ TEST(BuilderRepair, NameIsPending) {
         {"One() + 1", 0, 4, 1},   {"x + Two words  (", 4, 12, 1}, {"one()", 0, 4, 0},
         {"On()", 0, 3, 0},        {"One", 0, 300, 0},             {"One", 9, 1, 0},
         {"One", 0, 3, 1},
+        {"One                                                                        "
+         "                                                                           "
+         "                                                                           "
+         "                     (", 0, 255, 1},
     };
     for (const Case &c : cases) {
         ExpError error = {ERR_FUNC, c.start, c.length};
         EXPECT_EQ(c.pending, nameIsPending(c.text, block, &error, 2)) << c.text;
     }
+    std::string wide = std::string("One") + std::string(252, ' ') + "(";
+    ExpError error = {ERR_FUNC, 0, 256};
+    EXPECT_EQ(0, nameIsPending(wide.c_str(), block, &error, 2)) << "256 bytes do not fit";
 }
 
 int32_t gHookCalls;
