@@ -200,6 +200,7 @@ TEST(Builder, AnyTailTakesACommaInFront) {
         b.selectText(11, 20);
         b.pickName(ID_ITEMS, "Qty");
         EXPECT_EQ("Sum( Price ,Qty )", b.text(ID_TEXT));
+        EXPECT_EQ(15, b.at(ID_TEXT)->selStart) << "the caret behind the insertion";
     });
 }
 
@@ -397,6 +398,14 @@ TEST(Builder, OpenedExpressionsAndModeSwitch) {
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]", b.text(ID_TEXT));
         EXPECT_EQ(Str(213) + " - [ New Set ]", Fixture::W(b.builder)->text);
+        b.select(ID_EXPRESSIONS, b.rowOf(ID_EXPRESSIONS, "Uses"));
+        b.press(ID_OPEN);
+        EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked);
+        b.select(ID_EXPRESSIONS, 0);
+        b.press(ID_OPEN);
+        EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
+        EXPECT_EQ("", b.text(ID_TEXT));
+        EXPECT_TRUE(b.at(ID_NAME)->enabled);
     }, 0, used);
 }
 
