@@ -534,6 +534,7 @@ TEST(BuilderSide, TextViewFollowsTheList) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     ParseOk(b.ec, "Price AND Qty", "Span");
+    ParseOk(b.ec, "Price, Qty", "Group");
     b.run([&] {
         FakeWindow *list = b.at(ID_EXPRESSIONS);
         Ui()->send(b.item(ID_EXPRESSIONS), UI_WM_RBUTTONDBLCLK, 0, 2);  // on row 2
@@ -547,6 +548,9 @@ TEST(BuilderSide, TextViewFollowsTheList) {
         Ui()->send(b.item(ID_EXPRESSIONS), UI_WM_KEYUP, UI_VK_UP, 0);
         EXPECT_EQ(Str(217), view->text) << "row 0 shows the mode";
         EXPECT_EQ("", Fixture::W(Ui()->item((HWND)view, 100))->text);
+        list->selected = 3;
+        Ui()->send(b.item(ID_EXPRESSIONS), UI_WM_KEYUP, UI_VK_DOWN, 0);
+        EXPECT_EQ(Str(219) + " - Group", view->text);
         list->selected = 1;
         Ui()->send((HWND)view, UI_WM_CLOSE, 0, 0);
         EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled);
