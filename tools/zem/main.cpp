@@ -14,6 +14,7 @@ const char kHelp[] =
     "  zem [options] [items] formula...\n"
     "  zem [options] [items] --save FILE [formula...]\n"
     "  zem --describe FILE\n"
+    "  zem [options] [items] --build   (Windows)\n"
     "\n"
     "Items, anywhere among the arguments:\n"
     "  name=value                 an input item; its type is inferred: a number\n"
@@ -31,6 +32,10 @@ const char kHelp[] =
     "                             bytes a host stores in its documents\n"
     "  --describe FILE            tell a block file in plain words: version,\n"
     "                             operator names, input items, expressions\n"
+    "  --build                    open the formula builder dialog on the\n"
+    "                             items and named formulas (the example's when\n"
+    "                             none are given); print the formula saved\n"
+    "                             with its name, text and value\n"
     "  -h, --help                 this text\n"
     "\n"
     "The 46 built-in functions are there (StrUpper, NumberRound, DateToStr, ...).\n"
@@ -55,6 +60,7 @@ const char kHelp[] =
 struct Request {
     std::vector<std::string> items, defines, formulas;
     std::string save, describe;  // block files
+    bool build = false;
 };
 
 // The file of an option that takes one, as "--opt FILE" or "--opt=FILE";
@@ -83,7 +89,9 @@ int readArguments(int argc, char **argv, Request *r) {
         if (!file) file = fileOption("--describe", argc, argv, &i, &r->describe);
         if (file < 0) return 0;
         if (file > 0) continue;
-        if (a == "-d" || a == "--define") {
+        if (a == "--build") {
+            r->build = true;
+        } else if (a == "-d" || a == "--define") {
             if (i + 1 == argc) {
                 fprintf(stderr, "zem: %s wants Name=text\n", a.c_str());
                 return 0;
@@ -106,7 +114,7 @@ int readArguments(int argc, char **argv, Request *r) {
         fprintf(stderr, "zem: --describe takes a file and nothing else\n");
         return 0;
     }
-    if (r->formulas.empty() && r->save.empty()) {
+    if (r->formulas.empty() && r->save.empty() && !r->build) {
         fprintf(stderr, "zem: no formula to evaluate (zem --help for usage)\n");
         return 0;
     }
@@ -127,16 +135,21 @@ int run(Session *s, const Request &r) {
     for (const std::string &define : r.defines) failed |= !sessionDefine(s, define);
     for (const std::string &formula : r.formulas) failed |= !sessionEvaluate(s, formula);
     if (!r.save.empty() && !saveBlock(s, r.save)) return 2;
+    if (r.build && !sessionBuild(s)) return 1;
     return failed ? 1 : 0;
 }
 
 // The built-in example: numbers, dates, strings, built-ins, a named
 // formula, and a formula that does not parse. The failure is part of the
 // show, so the example itself ends with 0.
+const std::vector<std::string> kExampleItems = {"Price=12.50", "Qty=3", "Due=1/31/2001",
+                                                "Name:string=山田"};
+const std::vector<std::string> kExampleDefines = {"Total=Price * Qty"};
+
 int demo(Session *s) {
     Request r;
-    r.items = {"Price=12.50", "Qty=3", "Due=1/31/2001", "Name:string=山田"};
-    r.defines = {"Total=Price * Qty"};
+    r.items = kExampleItems;
+    r.defines = kExampleDefines;
     r.formulas = {
         "Total()",
         "Total() * 1.08",
@@ -173,6 +186,10 @@ int main(int argc, char **rawArgv) {
     }
     Request request;
     if (argc > 1 && !readArguments(argc, argv, &request)) return 2;
+    if (request.build && request.items.empty() && request.defines.empty()) {
+        request.items = kExampleItems;
+        request.defines = kExampleDefines;
+    }
     if (!request.describe.empty()) return describeBlockFile(stdout, request.describe);
     Session session;
     if (!sessionOpen(&session)) {

@@ -210,3 +210,24 @@ int sessionEvaluate(Session *s, const std::string &formula) {
     s->failures++;
     return 0;
 }
+
+int sessionBuild(Session *s) {
+#ifndef _WIN32
+    fprintf(stderr, "zem: --build opens a dialog, which only the Windows build has\n");
+    return 0;
+#else
+    HEXP exp = ZEMBuildExpression(0, s->ec, 0, 0);
+    if (!exp) {
+        fprintf(s->out, "  (nothing saved)\n");
+        return 0;
+    }
+    char name[65] = "", text[4096] = "";
+    ZEMGetExpressionName(s->ec, exp, sizeof name, name);
+    ZEMGetExpressionText(s->ec, exp, sizeof text, text);
+    std::string value;
+    if (!valueText(s, exp, (uint16_t)ZEMGetExpressionDataType(s->ec, exp), &value)) value = "no value";
+    fprintf(s->out, "  %s: %s = %s\n", cp932ToUtf8(name).c_str(), cp932ToUtf8(text).c_str(),
+            value.c_str());
+    return 1;
+#endif
+}

@@ -52,6 +52,10 @@ int sessionDefine(Session *s, const std::string &argument);
 // report of its failure. 1 on success.
 int sessionEvaluate(Session *s, const std::string &formula);
 
+// Opens the builder dialog on the session's context and prints the formula
+// the user saved with its name, text and value. 1 when one was saved.
+int sessionBuild(Session *s);
+
 // True when an argument reads as an item: a name without blanks, quotes or
 // operators, optionally ":type", then "=".
 bool looksLikeItem(const std::string &argument);
