@@ -228,18 +228,18 @@ static HEXP build(Driver driver, int type, const char *startItem) {
 
 /* ---- The cases ---------------------------------------------------------- */
 
-static char savedName[65];
+static char savedName[65], rangeName[65];
 
 /* Price * Qty by two picks and the times button. */
 static void drivePriceQty(void) {
     HWND b = waitFor(isBuilder);
     if (!CHECK(b)) return;
     HWND field = GetDlgItem(b, ID_TEXT);
-    shot("builder-formula");
     CHECK(pick(b, ID_ITEMS, "Price") && waitText(field, "Price"));
     press(b, ID_TIMES);
     CHECK(waitText(field, "Price * "));
     CHECK(pick(b, ID_ITEMS, "Qty") && waitText(field, "Price * Qty"));
+    shot("builder-formula");
     textOf(GetDlgItem(b, ID_NAME), savedName, sizeof(savedName));
     press(b, IDOK);
     CHECK(waitGone(b));
@@ -311,7 +311,7 @@ static void driveTextView(void) {
     HWND b = waitFor(isBuilder);
     if (!CHECK(b)) return;
     expressionText(ZEMHEXPFromName(ec, savedName), formula, sizeof(formula));
-    expressionText(ZEMHEXPFromName(ec, "Range1"), range, sizeof(range));
+    expressionText(ZEMHEXPFromName(ec, rangeName), range, sizeof(range));
     moveTo(b, savedName);
     Sleep(200);
     CHECK(IsWindowEnabled(GetDlgItem(b, ID_SHOW_TEXT)));
@@ -322,8 +322,8 @@ static void driveTextView(void) {
         CHECK(waitText(GetDlgItem(view, ID_TEXT), formula));
         textOf(view, title, sizeof(title));
         CHECK(strstr(title, savedName) != 0);
-        moveTo(b, "Range1");
-        CHECK(waitText(GetDlgItem(view, ID_TEXT), range));
+        moveTo(b, rangeName);
+        CHECK(range[0] && waitText(GetDlgItem(view, ID_TEXT), range));
     }
     press(b, IDCANCEL);
     CHECK(waitGone(b));
@@ -438,6 +438,7 @@ int main(int argc, char **argv) {
     saved = build(driveRange, 2, "");
     expressionText(saved, text, sizeof(text));
     CHECK(saved && ZEMIsExpRange(ec, saved, 2) && strcmp(text, "Price AND Qty") == 0);
+    ZEMGetExpressionName(ec, saved, sizeof(rangeName), rangeName);
     saved = build(driveSet, 1, "");
     expressionText(saved, text, sizeof(text));
     CHECK(saved && ZEMIsExpRange(ec, saved, 1) && strncmp(text, "Price, Qty", 10) == 0 &&
