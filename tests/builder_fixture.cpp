@@ -182,7 +182,7 @@ void enable(HWND w, int on) {
 void show(HWND w, int on) {
     if (w) W(w)->shown = on;
 }
-void focus(HWND) {}
+void focus(HWND w) { F().focused = w; }
 void checkRadio(HWND dialog, int first, int last, int id) {
     for (int i = first; i <= last; i++) W(item(dialog, i))->checked = i == id;
 }
@@ -260,8 +260,9 @@ WNDPROC subclass(HWND w, UiHandler handler) {
     W(w)->handler = handler;
     return (WNDPROC)(intptr_t)(handler + 1);  // a token for the former handler
 }
-intptr_t callFormer(WNDPROC, HWND w, unsigned m, uintptr_t wp, intptr_t lp) {
+intptr_t callFormer(WNDPROC former, HWND w, unsigned m, uintptr_t wp, intptr_t lp) {
     F().formerCalls++;
+    if (W(w)->handler >= 0 && former != (WNDPROC)(intptr_t)(W(w)->handler + 1)) F().wrongFormer++;
     return defaultHandling(W(w), m, wp, lp);
 }
 
@@ -308,6 +309,7 @@ Fixture::Fixture() {
 }
 
 Fixture::~Fixture() {
+    EXPECT_EQ(0, wrongFormer) << "a message went to another control's former handler";
     UiReplace(0);
     gFixture = nullptr;
 }

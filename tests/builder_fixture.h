@@ -59,7 +59,8 @@ struct Fixture {
     std::deque<Posted> posted;
     struct Timer { HWND window; unsigned id, ms; };
     std::vector<Timer> timers;
-    int beeps = 0, formerCalls = 0, bitmapsLoaded = 0, bitmapsFreed = 0;
+    HWND focused = nullptr;
+    int beeps = 0, formerCalls = 0, wrongFormer = 0, bitmapsLoaded = 0, bitmapsFreed = 0;
     FakeWindow *builder = nullptr;  // the open builder dialog
     std::vector<std::unique_ptr<FakeWindow>> topWindows;
 

@@ -119,11 +119,13 @@ TEST(Builder, ButtonsAndPicksBuildAndSave) {
         b.press(ID_TIMES);
         b.pickName(ID_ITEMS, "Qty");
         b.press(ID_PLUS);
-        for (int id : {ID_DIGIT0 + 1, (int)ID_POINT, ID_DIGIT0 + 5}) b.press(id);
+        for (int id : {ID_DIGIT0 + 1, (int)ID_POINT, ID_DIGIT0 + 5, (int)ID_MINUS, ID_DIGIT0 + 2,
+                       (int)ID_DIVIDE, ID_DIGIT0 + 4})
+            b.press(id);
         EXPECT_TRUE(b.at(ID_OK)->enabled);
         b.press(ID_OK);
     });
-    EXPECT_EQ("Price * Qty + 1.5", textOf(saved));
+    EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(saved));
     EXPECT_EQ(0u, name.find("Formula")) << "a generated name";
     EXPECT_EQ(saved, ZEMHEXPFromName(b.ec, name.c_str()));
 }
@@ -196,11 +198,11 @@ TEST(Builder, AnyTailTakesACommaInFront) {
         b.pickName(ID_FUNCTIONS, "Sum");
         b.pickName(ID_ITEMS, "Price");
         EXPECT_EQ("Sum( Price [...] )", b.text(ID_TEXT)) << "count equals required: no Any";
-        b.type(ID_TEXT, "Sum( Price [,Any...] )");
-        b.selectText(11, 20);
+        b.type(ID_TEXT, "Sum( Price + Qty + Rate [,Any...] )");
+        b.selectText(24, 33);
         b.pickName(ID_ITEMS, "Qty");
-        EXPECT_EQ("Sum( Price ,Qty )", b.text(ID_TEXT));
-        EXPECT_EQ(15, b.at(ID_TEXT)->selStart) << "the caret behind the insertion";
+        EXPECT_EQ("Sum( Price + Qty + Rate ,Qty )", b.text(ID_TEXT));
+        EXPECT_EQ(28, b.at(ID_TEXT)->selStart) << "the caret behind the insertion";
     });
 }
 
@@ -364,6 +366,9 @@ TEST(Builder, ModesButtonsAndTitles) {
             EXPECT_EQ(Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)), b.text(ID_STATUS));
             EXPECT_TRUE(b.at(c.checked)->checked);
             EXPECT_EQ(92 + 49, b.at(ID_EXPRESSIONS_LABEL)->rect.top) << "below the modes, whole rows";
+            EXPECT_EQ(108 + 49, b.at(ID_EXPRESSIONS_LABEL)->rect.bottom);
+            EXPECT_EQ(114 + 49, b.at(ID_EXPRESSIONS)->rect.top);
+            EXPECT_EQ(280, b.at(ID_EXPRESSIONS)->rect.bottom);
         }, c.type);
     }
     Session plain(false);
@@ -394,6 +399,7 @@ TEST(Builder, OpenedExpressionsAndModeSwitch) {
         b.press(ID_OPEN);
         EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked) << "opening switches to the entry's kind";
         EXPECT_EQ("[ New Range ]", b.rows(ID_EXPRESSIONS)[0]);
+        EXPECT_EQ(-1, b.at(ID_EXPRESSIONS)->rows[0].second);
         EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]", b.text(ID_TEXT));
@@ -464,6 +470,46 @@ TEST(Builder, EntryCaptionsFollowTheKind) {
             EXPECT_EQ(Str(s.show), b.text(ID_SHOW_TEXT)) << s.row;
         }
     });
+}
+
+TEST(Builder, AnEmptyTextSavedByTheModeQuestionStopsTheChange) {
+    Session b;
+    b.answers = {UI_IDYES};
+    b.run([&] {
+        b.type(ID_TEXT, "");
+        b.press(ID_MODE_RANGE);
+        EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked) << "the save gave nothing";
+        EXPECT_TRUE(b.reports.empty());
+    });
+}
+
+TEST(Builder, StatusPaneTakesNothing) {
+    Session b;
+    b.run([&] {
+        HWND pane = b.item(ID_STATUS), name = b.item(ID_NAME);
+        int before = b.formerCalls;
+        for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_LBUTTONDOWN, UI_WM_SETCURSOR})
+            EXPECT_EQ(0, Ui()->send(pane, m, 'x', 0));
+        EXPECT_EQ(before, b.formerCalls);
+        Ui()->send(pane, UI_WM_SETFOCUS, (uintptr_t)name, 0);
+        EXPECT_EQ(name, b.focused) << "back to the sibling";
+        FakeWindow stranger;
+        Ui()->send(pane, UI_WM_SETFOCUS, (uintptr_t)&stranger, 0);
+        EXPECT_EQ(b.item(ID_TEXT), b.focused);
+        Ui()->send(pane, UI_WM_SETFOCUS, 0, 0);
+        EXPECT_EQ(b.item(ID_TEXT), b.focused);
+    });
+}
+
+TEST(Builder, FieldLimits) {
+    Session b;
+    for (uint16_t limit : {0, 20}) {
+        b.onBuilder = [&](HWND) {
+            EXPECT_EQ(limit, b.at(ID_TEXT)->limit);
+            EXPECT_EQ(64, b.at(ID_NAME)->limit);
+        };
+        ZEMBuildExpression(nullptr, b.ec, nullptr, limit);
+    }
 }
 
 TEST(Builder, RowsDrawnWithTheirKindsBitmap) {
@@ -551,6 +597,8 @@ TEST(BuilderSide, TextViewFollowsTheList) {
         list->selected = 3;
         Ui()->send(b.item(ID_EXPRESSIONS), UI_WM_KEYUP, UI_VK_DOWN, 0);
         EXPECT_EQ(Str(219) + " - Group", view->text);
+        Ui()->send((HWND)view, MSG_SHOW_EXPRESSION, 7, 0);
+        EXPECT_EQ("", view->text) << "no title for a mode that is none";
         list->selected = 1;
         Ui()->send((HWND)view, UI_WM_CLOSE, 0, 0);
         EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled);
@@ -576,6 +624,9 @@ TEST(BuilderSide, ValuesDialogPlacedAndPicked) {
         Ui()->send((HWND)view, UI_WM_COMMAND, 100 | UI_LBN_DBLCLK << 16, 0);
         b.pump();
         EXPECT_EQ("'O''Neil'", b.text(ID_TEXT));
+        b.press(ID_VALUES);
+        EXPECT_EQ("Name:0", gValueCalls.back()) << "pressed again while open";
+        EXPECT_FALSE(b.at(ID_VALUES)->enabled);
         gKeepEnabled = 0;
         b.select(ID_ITEMS, b.rowOf(ID_ITEMS, "Price"));
         EXPECT_EQ("Price:1", gValueCalls.back());
@@ -610,7 +661,7 @@ TEST(BuilderSide, LiteralTextOfValues) {
     } cases[] = {
         {"", ZEM_TYPE_STRING, "''"},
         {"it's", ZEM_TYPE_STRING, "'it''s'"},
-        {"\x83\x27x'", ZEM_TYPE_STRING, "'\x83\x27x'''"},  // 932: 83 27 is one character
+        {"\x83\x27'x", ZEM_TYPE_STRING, "'\x83\x27''x'"},  // 932: 83 27 is one character
         {"12", ZEM_TYPE_NUMBER, "12"},
     };
     threadBlock()->context = b.ec;
@@ -621,7 +672,7 @@ TEST(BuilderSide, LiteralTextOfValues) {
             Text out;
             literalText(c.line, c.type, &out);
             std::string expected = c.literal;
-            if (page == 1252 && strchr(c.line, '\x83')) expected = "'\x83''x'''";
+            if (page == 1252 && strchr(c.line, '\x83')) expected = "'\x83''''x'";
             EXPECT_EQ(expected, std::string(out.c_str())) << page << " " << c.line;
         }
     }
@@ -672,7 +723,9 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
         ASSERT_EQ(1u, b.timers.size());
         EXPECT_EQ(1000u, b.timers[0].ms);
         EXPECT_EQ("Later", b.selection());
-        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown);
+        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown ||
+                     b.at(ID_SHOW_TEXT)->enabled);
+        EXPECT_TRUE(b.at(ID_TEXT)->modified);
         Ui()->send(dialog, UI_WM_TIMER, 1, 0);
         EXPECT_TRUE(b.timers.empty());
         ASSERT_EQ(1u, b.reports.size());
@@ -719,8 +772,8 @@ std::string gHookMessage;
 int32_t ZEMCALL hook(HZEMWND, const char *text, const ExpError *error, const char *message,
                      int32_t loading) {
     gHookCalls++;
-    gHookMessage = std::string(text) + "|" + std::to_string(error->start) + "|" + message + "|" +
-                   std::to_string(loading);
+    gHookMessage = std::string(text) + "|" + std::to_string(error->start) + "|" +
+                   std::to_string(error->length) + "|" + message + "|" + std::to_string(loading);
     return 7;
 }
 
@@ -733,9 +786,9 @@ TEST(ErrorDialog, WithoutWindowsAHookOrMinusOne) {
     ZEMSetErrorDisplayHook(hook);
     EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0));
     EXPECT_EQ(1, gHookCalls);
-    EXPECT_EQ(0u, gHookMessage.find("|0|")) << "error 131 with the empty text";
+    EXPECT_EQ(0u, gHookMessage.find("|0|0|")) << "error 131 with the empty text";
     EXPECT_EQ(7, ZEMErrorDisplay(nullptr, "1 + + 2", &error));
-    EXPECT_EQ(0u, gHookMessage.find("1 + + 2|2|"));
+    EXPECT_EQ(0u, gHookMessage.find("1 + + 2|2|1|"));
     EXPECT_EQ('0', gHookMessage.back());
     EXPECT_EQ(hook, ZEMSetErrorDisplayHook(nullptr));
     ZEMDestroyEC(ec);
@@ -769,8 +822,8 @@ TEST(ErrorDialog, TextTakesNoInput) {
     field.text = "abc";
     for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_MOUSEMOVE, UI_WM_LBUTTONDOWN,
                        UI_WM_LBUTTONUP, UI_WM_LBUTTONDBLCLK}) {
-        ErrorEditEvent((HWND)&field, m, 'x', 0);
-        ViewEditEvent((HWND)&field, m, 'x', 0);
+        EXPECT_EQ(0, ErrorEditEvent((HWND)&field, m, 'x', 0));
+        EXPECT_EQ(0, ViewEditEvent((HWND)&field, m, 'x', 0));
     }
     EXPECT_EQ(0, f.formerCalls) << "typing and clicking reach nothing";
     ErrorEditEvent((HWND)&field, UI_WM_KEYDOWN, UI_VK_RETURN, 0);
