@@ -213,6 +213,7 @@ int sessionEvaluate(Session *s, const std::string &formula) {
 
 int sessionBuild(Session *s) {
 #ifndef _WIN32
+    (void)s;
     fprintf(stderr, "zem: --build opens a dialog, which only the Windows build has\n");
     return 0;
 #else
