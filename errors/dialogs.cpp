@@ -7,7 +7,7 @@
 
 namespace {
 
-enum { HELP_KEY = 257 };
+enum { HELP_ERRORS = 257 };
 
 ZEMErrorDisplayHook gHook;
 // Set when a dialog starts, cleared at its first paint.
@@ -82,7 +82,7 @@ intptr_t ErrorDialogEvent(HWND dialog, unsigned message, uintptr_t wParam, intpt
             Ui()->endDialog(dialog, 1);
         return 0;
     case MSG_HELP_QUERY:
-        if (lParam) ((UiHelpCallback)lParam)(HELP_KEY, (intptr_t) "Error messages");
+        if (lParam) ((UiHelpCallback)lParam)(HELP_ERRORS, (intptr_t) "Error messages");
         return 0;
     default:
         return 0;
