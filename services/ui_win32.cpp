@@ -6,6 +6,7 @@
 #include "builder/win32/procs.h"
 #include "context/startup.h"
 #include "services/controls_win32.h"
+#include "services/services.h"
 
 namespace {
 
@@ -42,13 +43,64 @@ int getText(HWND window, char *buffer, int size) {
 }
 void setText(HWND window, const char *text) { SetWindowTextA(window, text); }
 
+// The library counts a field's positions in bytes of the code page. An
+// edit control of an ANSI window does so on some systems and counts
+// characters on others (wine): with double-byte characters in the text, the
+// control's own length in its units tells which.
+struct FieldText {
+    char *bytes = 0;
+    int32_t length = 0;
+    bool inCharacters = false;
+    explicit FieldText(HWND field);
+    ~FieldText() { SvcFree(bytes); }
+    int32_t toControl(int32_t offset) const;
+    int32_t fromControl(int32_t position) const;
+};
+
+int32_t characterCount(const char *text, int32_t bytes) {
+    int32_t count = 0;
+    for (const char *p = text; p < text + bytes && *p; p = CharNextA(p)) count++;
+    return count;
+}
+
+FieldText::FieldText(HWND field) {
+    length = GetWindowTextLengthA(field);
+    bytes = (char *)SvcAlloc((size_t)length + 1);
+    if (!bytes) return;
+    length = GetWindowTextA(field, bytes, length + 1);
+    if (characterCount(bytes, length) == length) return;
+    DWORD from = 0, to = 0, all = 0;
+    sendTo(field, EM_GETSEL, (WPARAM)&from, (LPARAM)&to);
+    sendTo(field, EM_SETSEL, 0, -1);
+    sendTo(field, EM_GETSEL, 0, (LPARAM)&all);
+    sendTo(field, EM_SETSEL, from, to);
+    inCharacters = (int32_t)all != length;
+}
+
+// Byte offset to the control's position: the characters that start before it.
+int32_t FieldText::toControl(int32_t offset) const {
+    if (!inCharacters) return offset;
+    return characterCount(bytes, offset < length ? offset : length);
+}
+
+int32_t FieldText::fromControl(int32_t position) const {
+    if (!inCharacters) return position;
+    const char *p = bytes;
+    for (int32_t i = 0; i < position && *p; i++) p = CharNextA(p);
+    return (int32_t)(p - bytes);
+}
+
 void getSelection(HWND field, int32_t *start, int32_t *end) {
     DWORD from = 0, to = 0;
     sendTo(field, EM_GETSEL, (WPARAM)&from, (LPARAM)&to);
-    *start = (int32_t)from;
-    *end = (int32_t)to;
+    FieldText text(field);
+    *start = text.fromControl((int32_t)from);
+    *end = text.fromControl((int32_t)to);
 }
-void setSelection(HWND field, int32_t start, int32_t end) { sendTo(field, EM_SETSEL, start, end); }
+void setSelection(HWND field, int32_t start, int32_t end) {
+    FieldText text(field);
+    sendTo(field, EM_SETSEL, text.toControl(start), text.toControl(end));
+}
 int modified(HWND field) { return sendTo(field, EM_GETMODIFY, 0, 0) != 0; }
 void setModified(HWND field, int on) { sendTo(field, EM_SETMODIFY, on, 0); }
 void limitText(HWND field, int limit) { sendTo(field, EM_LIMITTEXT, limit, 0); }

@@ -25,7 +25,7 @@ struct Seen {
     int errorControls = 0;
     DWORD waited = 0;  // from the builder to the error dialog, in milliseconds
     std::string errorText, builderText;
-    DWORD errorStart = 0, errorEnd = 0, builderStart = 0, builderEnd = 0;
+    int32_t errorStart = 0, errorEnd = 0, builderStart = 0, builderEnd = 0;
 };
 
 BOOL CALLBACK countChild(HWND, LPARAM count) {
@@ -51,9 +51,8 @@ std::string textOf(HWND w) {
     return text;
 }
 
-void selectionOf(HWND field, DWORD *start, DWORD *end) {
-    SendMessageA(field, EM_GETSEL, (WPARAM)start, (LPARAM)end);
-}
+// In bytes, as the library counts; the control may count characters.
+void selectionOf(HWND field, int32_t *start, int32_t *end) { Ui()->getSelection(field, start, end); }
 
 // Polls for up to ten seconds until the test holds.
 template <typename F>
@@ -111,12 +110,13 @@ DWORD WINAPI shootLoadError(void *p) {
 TEST(RepairDialog, LoadErrorComesOverTheBuilderAfterAMoment) {
     HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, 0);
     AddItem(ec, ZEM_ITEM_INPUT, "Price", ZEM_TYPE_NUMBER);
-    char text[] = "Price + Pric", name[] = "Total";
+    // Two double-byte characters before the span, under code page 932.
+    char text[] = "\x89\xbf\x8a\x69 + Pric", name[] = "Total";
     ThreadBlock *tb = threadBlock();
     tb->repairMode = 1;
     tb->repairText = text;
     tb->repairName = name;
-    tb->lastError = {ERR_VAR, 8, 4};
+    tb->lastError = {ERR_VAR, 7, 4};
     Seen seen;
     seen.thread = GetCurrentThreadId();
     HANDLE driver = CreateThread(nullptr, 0, drive, &seen, 0, nullptr);
@@ -132,13 +132,13 @@ TEST(RepairDialog, LoadErrorComesOverTheBuilderAfterAMoment) {
     EXPECT_FALSE(seen.errorAtFirst) << "the error waits for the builder's timer";
     EXPECT_GE(seen.waited, 500u) << "a moment after the builder";
     EXPECT_EQ(text, seen.errorText);
-    EXPECT_EQ(8u, seen.errorStart);
-    EXPECT_EQ(12u, seen.errorEnd);
+    EXPECT_EQ(7, seen.errorStart);
+    EXPECT_EQ(11, seen.errorEnd);
     EXPECT_EQ(4, seen.errorControls) << "the load form has the request to correct";
     EXPECT_TRUE(seen.errorGone);
     EXPECT_EQ(text, seen.builderText);
-    EXPECT_EQ(8u, seen.builderStart) << "the builder marks the same span";
-    EXPECT_EQ(12u, seen.builderEnd);
+    EXPECT_EQ(7, seen.builderStart) << "the builder marks the same span";
+    EXPECT_EQ(11, seen.builderEnd);
     ZEMDestroyEC(ec);
     if (getenv("ZEM_SHOTS")) {
         HANDLE shooter = CreateThread(nullptr, 0, shootLoadError, &seen, 0, nullptr);
