@@ -36,6 +36,18 @@ char *Text::release() {
     return b;
 }
 
+namespace {
+
+// Puts a filled working text in place of out's.
+void adopt(Text *out, Text *filled) {
+    SvcFree(out->bytes);
+    out->bytes = filled->release();
+    out->length = strlen(out->bytes);
+    out->failed = false;
+}
+
+}  // namespace
+
 void windowText(HWND window, Text *out) {
     int length = Ui()->textLength(window);
     Text text((size_t)(length > 0 ? length : 0));
@@ -43,11 +55,8 @@ void windowText(HWND window, Text *out) {
         out->failed = true;
         return;
     }
-    text.length = (size_t)Ui()->getText(window, text.bytes, length + 1);
-    SvcFree(out->bytes);
-    out->bytes = text.release();
-    out->length = strlen(out->bytes);
-    out->failed = false;
+    Ui()->getText(window, text.bytes, length + 1);
+    adopt(out, &text);
 }
 
 void rowText(HWND list, int row, Text *out) {
@@ -57,10 +66,7 @@ void rowText(HWND list, int row, Text *out) {
         out->failed = true;
         return;
     }
-    SvcFree(out->bytes);
-    out->bytes = text.release();
-    out->length = strlen(out->bytes);
-    out->failed = false;
+    adopt(out, &text);
 }
 
 void loadString(unsigned id, char *buffer, int size) {
