@@ -38,9 +38,10 @@ struct LaunchRecord {
 
 // Runs the builder over parent in a mode (0 Formula, 1 Range, 2 Set): the
 // exported launches and the block reader's repair, which sets repairMode
-// and its companions first. The expression saved, or 0.
+// and its companions first. The expression saved, or 0; `opened` tells
+// whether a dialog could be made (a repair's caller then reports itself).
 HEXP runBuilder(HWND parent, HEC ec, HEXP exp, uint16_t maximumText, int mode,
-                const char *startItem);
+                const char *startItem, bool *opened = 0);
 
 // The builder dialog. WM_INITDIALOG carries the LaunchRecord, WM_DRAWITEM a
 // UiDrawItem, WM_SETFONT the font; WM_MEASUREITEM answers the row height.

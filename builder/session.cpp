@@ -364,8 +364,9 @@ intptr_t BuilderEvent(HWND dialog, unsigned message, uintptr_t wParam, intptr_t 
 }
 
 HEXP runBuilder(HWND parent, HEC ec, HEXP exp, uint16_t maximumText, int mode,
-                const char *startItem) {
+                const char *startItem, bool *opened) {
     ThreadBlock *tb = threadBlock();
+    if (opened) *opened = false;
     if (!tb || !ec || gLaunch) return 0;  // one builder in a process at a time
     tb->editedExpression = exp;
     tb->mode = mode;
@@ -374,7 +375,8 @@ HEXP runBuilder(HWND parent, HEC ec, HEXP exp, uint16_t maximumText, int mode,
     gLaunch = &launch;
     intptr_t ended = Ui()->runDialog(parent, UiBuilder, &launch);
     gLaunch = 0;
-    if (ended == -1) {
+    if (opened) *opened = ended != -1;
+    if (ended == -1 && !opened) {
         launch.result = 0;
         ExpError error = {ERR_MEMLOW, 0, 0};
         ZEMErrorDisplay(parent, "", &error);

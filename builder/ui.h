@@ -142,6 +142,9 @@ struct BuilderUi {
     void (*show)(HWND window, int on);
     void (*focus)(HWND window);
     void (*checkRadio)(HWND dialog, int first, int last, int id);
+    int (*isVisible)(HWND window);
+    int (*isEnabled)(HWND window);
+    HWND (*owner)(HWND window);  // 0 for none
     void (*screenRect)(HWND window, UiRect *rect);
     void (*clientRect)(HWND control, UiRect *rect);  // in its parent's client space
     void (*placeControl)(HWND control, const UiRect *rect);  // the same space

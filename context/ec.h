@@ -39,6 +39,7 @@ struct EC {
     OperatorGroup operators[OP_COUNT];
     int32_t helpContext;
     char helpPath[520];
+    ZEMRepairCallback repairCallback;  // a host's own repair of a block's text
 };
 
 // Whether an operator (its character; 37 is %) may stand on a left operand

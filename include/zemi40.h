@@ -419,6 +419,27 @@ ZEM_BUILTIN(FUNWeekDay)
 ZEM_BUILTIN(FUNDateQuarter)
 #undef ZEM_BUILTIN
 
+/* ---- Loading a context block ------------------------------------------ */
+
+/* Where a report of a load goes instead of ZEMErrorDisplay. */
+typedef void (ZEMCALL *ZEMLoadErrorCallback)(HEC ec, const char *text, const ExpError *error);
+/* Fills a fresh context (functions and keywords registered, no input items)
+ * from a block of exactly size bytes that ZEMGetECBlock wrote. With
+ * loadExpressions 0 it stops before the expressions. An expression that no
+ * longer parses goes to the end user: the builder in repair mode, or the
+ * context's repair callback. 1 on success; on 0 what was read stays, and the
+ * context is to be destroyed. */
+ZEMAPI int ZEMCALL ZEMSetECContents(HEC ec, int32_t size, const void *block,
+                                    int32_t loadExpressions, ZEMLoadErrorCallback errorCallback);
+/* A host's own repair of a text that does not load: called with the text,
+ * the expression's name and the error, it gives a corrected text (the
+ * host's, valid until the next call) or 0 to refuse, which fails the load.
+ * A correction that still fails is offered again with its new error. With
+ * one set, the builder is not opened. Gives the former callback. */
+typedef const char *(ZEMCALL *ZEMRepairCallback)(HEC ec, const char *text, const char *name,
+                                                 const ExpError *error);
+ZEMAPI ZEMRepairCallback ZEMCALL ZEMSetRepairCallback(HEC ec, ZEMRepairCallback callback);
+
 /* ---- The builder and the error dialogs ---------------------------------- */
 
 /* Opens the formula builder, modal, over parent: an end user composes, names,

@@ -65,7 +65,7 @@ const BuilderUi gPlatformUi = {
     setNoFlag, noClipboardOp, noClipboard,
     noRowAdded, noRowInserted, noRowDeleted, noLength, noRowLength, noRowText, noRowData,
     setNoRowData, noRow, noRowDeleted, noRowDeleted, noRowFound,
-    setNoFlag, setNoFlag, [](HWND) {}, noRadio, noRect, noRect, noPlace, noMove, noScreen,
+    setNoFlag, setNoFlag, [](HWND) {}, noRadio, notModified, notModified, noParent, noRect, noRect, noPlace, noMove, noScreen,
     noScreen,
     noDialog, noEnd, noModeless, noDestroy, noAnswer, noBeep, noTimer, noKill, noPost, noSend,
     noSubclass, noFormer,

@@ -235,6 +235,10 @@ void focusRect(void *dc, const UiRect *r) {
     DrawFocusRect((HDC)dc, &rect);
 }
 
+int isVisible(HWND window) { return IsWindowVisible(window) != 0; }
+int isEnabled(HWND window) { return IsWindowEnabled(window) != 0; }
+HWND owner(HWND window) { return (HWND)GetWindowLongPtrA(window, GWLP_HWNDPARENT); }
+
 }  // namespace
 
 const BuilderUi gPlatformUi = {
@@ -243,7 +247,7 @@ const BuilderUi gPlatformUi = {
     limitText, clipboard, clipboardHasText,
     listAdd, listInsert, listDelete, listCount, listTextLength, listText, listData,
     setListData, listSelection, selectRow, setTopRow, findRow,
-    enable, show, focus, checkRadio, screenRect, clientRect, placeControl, moveWindow,
+    enable, show, focus, checkRadio, isVisible, isEnabled, owner, screenRect, clientRect, placeControl, moveWindow,
     screenWidth, screenHeight,
     runDialog, endDialog, openDialog, destroy, ask, beep, setTimer, killTimer, post, send,
     subclass, callFormer,

@@ -186,6 +186,8 @@ void focus(HWND w) { F().focused = w; }
 void checkRadio(HWND dialog, int first, int last, int id) {
     for (int i = first; i <= last; i++) W(item(dialog, i))->checked = i == id;
 }
+int isVisible(HWND w) { return W(w)->shown; }
+int isEnabled(HWND w) { return W(w)->enabled; }
 void screenRect(HWND w, UiRect *r) { *r = W(w)->rect; }
 void placeControl(HWND w, const UiRect *r) { W(w)->rect = *r; }
 void moveWindow(HWND w, int32_t x, int32_t y) {
@@ -295,7 +297,7 @@ const BuilderUi kFakeUi = {
     item, parent, id, textLength, getText, setText, getSelection, setSelection, modified,
     setModified, limitText, clipboard, clipboardHasText, listAdd, listInsert, listDelete,
     listCount, listTextLength, listText, listData, setListData, listSelection, selectRow,
-    setTopRow, findRow, enable, show, focus, checkRadio, screenRect, screenRect, placeControl,
+    setTopRow, findRow, enable, show, focus, checkRadio, isVisible, isEnabled, parent, screenRect, screenRect, placeControl,
     moveWindow, screenWidth, screenHeight, runDialog, endDialog, openDialog, destroy, ask, beep,
     setTimer, killTimer, post, send, subclass, callFormer, loadBitmap, bitmapSize, freeBitmap,
     fontMetrics, drawBitmap, drawText, invert, focusRect,
