@@ -195,6 +195,17 @@ TEST(Reader, RepairThroughTheHost) {
     }
 }
 
+TEST(Reader, ARefusalAmongWaitingTextsFailsTheLoad) {
+    Target t;
+    AddItem(t.ec, ZEM_ITEM_INPUT, "Price", ZEM_TYPE_NUMBER);
+    ZEMSetRepairCallback(t.ec, repairText);
+    gFixes = {"refuse"};
+    Bytes b = Block().names().word(252).word(3).expression("Later() + 1", "First")
+                  .expression("Price +", "Broken").expression("Price", "Later").b;
+    EXPECT_EQ(0, t.load(b));
+    EXPECT_EQ(0, ZEMSetECContents(nullptr, (int32_t)b.size(), b.data(), 1, onError));
+}
+
 #ifndef _WIN32
 TEST(Reader, WithoutABuilderAFailedTextIsReported) {
     Target t;
