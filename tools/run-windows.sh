@@ -26,7 +26,7 @@ for run in "ja_JP.UTF-8 932" "en_US.UTF-8 1252"; do
     echo "-- wine, LC_ALL=$locale, code page $cp"
     exclude='^$'
     [ "$cp" = 1252 ] && exclude='^(test_zem|dialog_host)$'
-    (cd "$dir" && LC_ALL=$locale GTEST_FILTER="-$skip" ctest --output-on-failure -E "$exclude" "$@") ||
+    (cd "$dir" && LC_ALL=$locale GTEST_FILTER="-$skip" ctest --output-on-failure --timeout 300 -E "$exclude" "$@") ||
         status=1
 done
 wineserver -k 2>/dev/null || true
