@@ -104,10 +104,14 @@ ExpRecord *ParseCore(HEC ec, const char *text, const char *name, ExpError *repor
     const char *useName = name && *name ? name : 0;
     if (record->text && !useName) useName = generateExpressionName(ec, expressionKind(root));
     if (record->text && useName) record->name = SvcStrCopy(useName);
+    ExpError ownReport = {0, 0, 0};  // the name check writes the host's report, when given
+    ExpError *nameReport = report ? report : &ownReport;
     if (!record->text || !record->name) {
         SetError(&gParse.error, ERR_MEMORY, 0, 0);
-    } else if (!ZEMValidName(ec, record->name, report)) {
-        SetError(&gParse.error, ERR_NAME, 0, (uint32_t)SvcStrLen(text));
+    } else if (!ZEMValidName(ec, record->name, nameReport)) {
+        // A name check that ran out of memory says nothing of the name.
+        if (nameReport->code == ERR_MEMORY) SetError(&gParse.error, ERR_MEMORY, 0, 0);
+        else SetError(&gParse.error, ERR_NAME, 0, (uint32_t)SvcStrLen(text));
     } else if (!RecursionCheck(ec, record->name, root)) {
         return record;
     }
@@ -169,7 +173,7 @@ ZEMAPI HEXP ZEMCALL ZEMParseFormula(HEC ec, HEXP old, const char *text, const ch
 ZEMAPI int ZEMCALL ZEMValidName(HEC ec, const char *name, ExpError *report) {
     LockGuard lock(&gParserLock);
     if (!ec) ec = defaultContext();
-    int valid = 0;
+    int valid = 0, noMemory = 0;
     if (ec && name) {
         StartParse(ec, name, 1);
         if (RunParser() == 0 && gParse.result && gParse.result->kind == NodeInput) {
@@ -179,11 +183,14 @@ ZEMAPI int ZEMCALL ZEMValidName(HEC ec, const char *name, ExpError *report) {
                 valid = SvcStrEqual(copy, name) != 0;
                 SvcFree(copy);
             }
+            noMemory = !copy;
         }
+        noMemory = noMemory || gParse.error.code == ERR_MEMORY;
         FreeNode(ec, gParse.result);
         gParse.result = 0;
     }
-    if (report) SetError(report, ERR_INPUT, 0, (uint32_t)SvcStrLen(name));
+    if (report && noMemory) SetError(report, ERR_MEMORY, 0, 0);
+    else if (report) SetError(report, ERR_INPUT, 0, (uint32_t)SvcStrLen(name));
     return valid;
 }
 
