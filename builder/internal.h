@@ -67,6 +67,10 @@ void layStartTemplate(HWND dialog);
 void insertButtonText(HWND dialog, int id);
 
 // Save and delete (save.cpp).
+// A text that calls for a formula later in the block being repaired waits
+// for it: the text and the name go back to the reader in one block. 1 when
+// it waits, 0 when it is no such text, -1 when memory ran out.
+int deferRepair(ThreadBlock *tb, const char *text, const char *name);
 HEXP builderSave(HWND dialog);
 int builderAskSave(HWND dialog);
 void builderDelete(HWND dialog);

@@ -76,27 +76,13 @@ void updateList(HWND dialog, ThreadBlock *tb, HEXP saved, const char *oldName) {
     Ui()->selectRow(list, selected);
 }
 
-// A text that calls for a formula later in the block being repaired waits
-// for it: the text and the name go back to the reader in one block.
-bool deferRepair(ThreadBlock *tb, const char *text, const char *name) {
-    if (!tb->repairMode || tb->lastError.code != ERR_FUNC ||
-        !nameIsPending(text, tb->pendingList, &tb->lastError, tb->pendingCount))
-        return false;
-    Text pair;
-    pair.add(text, strlen(text) + 1).add(name, strlen(name) + 1);
-    if (!pair.ok()) return false;
-    SvcFree(tb->repairResult);
-    tb->repairResult = pair.release();
-    return true;
-}
-
 void showSaveError(HWND dialog, ThreadBlock *tb, const char *text, const char *name) {
     HWND field = control(dialog, ID_TEXT);
     unsigned code = tb->lastError.code;
     if (code == ERR_NAME || code == ERR_DUPNAME) {
         SetError(&tb->lastError, code, 0, (unsigned)strlen(name));
         ZEMErrorDisplay(dialog, name, &tb->lastError);
-    } else if (!deferRepair(tb, text, name)) {
+    } else if (deferRepair(tb, text, name) <= 0) {
         ZEMErrorDisplay(dialog, text, &tb->lastError);
     }
     int32_t start = (int32_t)tb->lastError.start;
@@ -196,6 +182,18 @@ void builderDelete(HWND dialog) {
         showCurrentExpression(dialog, tb);
     }
     if (tb->textView) Ui()->send(tb->textView, MSG_SHOW_EXPRESSION, 0, 0);
+}
+
+int deferRepair(ThreadBlock *tb, const char *text, const char *name) {
+    if (!tb->repairMode || tb->lastError.code != ERR_FUNC ||
+        !nameIsPending(text, tb->pendingList, &tb->lastError, tb->pendingCount))
+        return 0;
+    Text pair;
+    pair.add(text, strlen(text) + 1).add(name, strlen(name) + 1);
+    if (!pair.ok()) return -1;
+    SvcFree(tb->repairResult);
+    tb->repairResult = pair.release();
+    return 1;
 }
 
 int nameIsPending(const char *text, const void *pendingList, const ExpError *error,

@@ -50,6 +50,8 @@ void freeItem(ExpItem *item) {
     SvcFree(item);
 }
 
+}  // namespace
+
 // A new zeroed element at the end of a store, made at need; its address
 // stays valid until the store changes. 0 when memory ran out.
 ExpItem **appendElement(HARRAY *store) {
@@ -61,8 +63,6 @@ ExpItem **appendElement(HARRAY *store) {
     SvcArrayUnlock(grown);
     return slot;
 }
-
-}  // namespace
 
 HARRAY *itemStoreOf(EC *ec, int kind) {
     switch (kind) {

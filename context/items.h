@@ -7,6 +7,10 @@
 // The store of a kind (0, 1, 3), or 0 for another kind.
 HARRAY *itemStoreOf(EC *ec, int kind);
 
+// A new zeroed element at the end of a store, made at need; its address
+// stays valid until the store changes. 0 when memory ran out.
+ExpItem **appendElement(HARRAY *store);
+
 // The size of a stored record of this kind and parameter count.
 size_t itemRecordSize(int kind, int paramCount);
 

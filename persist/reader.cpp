@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "builder/internal.h"
+#include "context/items.h"
 #include "errors/errors.h"
 #include "context/threadblock.h"
 #include "persist/blockformat.h"
@@ -98,25 +99,16 @@ bool readHeader(Load *L, unsigned tag, int32_t *count) {
     return true;
 }
 
-ExpItem **newItemSlot(HEC ec) {
-    HARRAY grown = ec->inputItems ? SvcArrayGrow(ec->inputItems, -1)
-                                  : SvcArrayCreate(sizeof(ExpItem *), 1);
-    if (!grown) return 0;
-    ec->inputItems = grown;
-    return (ExpItem **)SvcArrayLock(grown, SvcArrayCount(grown) - 1);
-}
-
 // One input item: its head laid out for a 32-bit host, then its function name.
 void readItem(Load *L) {
-    ExpItem **slot = newItemSlot(L->ec);
+    ExpItem **slot = appendElement(&L->ec->inputItems);
     if (!slot) {
         L->ok = false;
         return;
     }
     const unsigned char *head = L->block + L->pos;
-    ExpItem *item = (ExpItem *)SvcAlloc(ZEM_EXPITEM_SIZE(0));
+    ExpItem *item = (ExpItem *)SvcAlloc(itemRecordSize(ZEM_ITEM_INPUT, 0));
     *slot = item;
-    SvcArrayUnlock(L->ec->inputItems);
     if (!item || !advance(L, BLOCK_ITEM_HEAD, false)) {
         L->ok = false;
         return;
@@ -195,14 +187,9 @@ HEXP repairByHost(Load *L, ThreadBlock *tb, const char *name) {
         uint16_t type = 0;
         HEXP exp = ZEMParseFormula(L->ec, 0, text.bytes, name, &tb->lastError, &type);
         if (exp || tb->lastError.code == ERR_MEMORY) return exp;
-        if (tb->lastError.code == ERR_FUNC &&
-            nameIsPending(text.bytes, tb->pendingList, &tb->lastError, tb->pendingCount)) {
-            Text pair;
-            pair.add(text.bytes, text.length + 1).add(name, strlen(name) + 1);
-            if (!pair.ok()) break;
-            tb->repairResult = pair.release();
-            return 0;
-        }
+        int deferred = deferRepair(tb, text.bytes, name);
+        if (deferred > 0) return 0;
+        if (deferred < 0) break;
         SvcFree(current.bytes);
         current.bytes = text.release();
     }
