@@ -1,7 +1,8 @@
-// The context block reader: a fresh context filled from a block of version
-// 3 (layout in persist/blockformat.h). Every expression is parsed again from
-// its text; one that names an expression stored later waits on a list for a
-// later pass, and one that no longer parses goes to the end user for repair.
+// The context block reader: a fresh context filled from a block (layout in
+// persist/blockformat.h; the older versions' differences in
+// persist/reader_old.cpp). Every expression is parsed again from its text;
+// one that names an expression stored later waits on a list for a later
+// pass, and one that no longer parses goes to the end user for repair.
 // What was read before a failure stays in the context.
 #include <string.h>
 
@@ -9,7 +10,7 @@
 #include "context/items.h"
 #include "errors/errors.h"
 #include "context/threadblock.h"
-#include "persist/blockformat.h"
+#include "persist/reader.h"
 
 namespace {
 
@@ -21,48 +22,16 @@ struct PostponedEntry {
     uint32_t owned;  // the text is an allocation of its own, not the block
 };
 
-struct Load {
-    HEC ec;
-    const unsigned char *block;
-    int32_t size;
-    int32_t pos;  // bytes consumed
-    bool ok;
-    ZEMLoadErrorCallback errorCallback;
-    HARRAY postponed;  // PostponedEntry, 0 while empty
-    HEXP *slots;
-};
-
-const char *nameBehind(const char *text) { return text + strlen(text) + 1; }
-
 void report(Load *L, const char *text, const ExpError *error) {
     if (L->errorCallback) L->errorCallback(L->ec, text, error);
     else ZEMErrorDisplay(L->ec->ownerWindow, text, error);
 }
 
-// Moves the position on; a position that reaches the end (or passes it,
-// with `atEndOk`) is a failure.
-bool advance(Load *L, int32_t by, bool atEndOk) {
-    L->pos += by;
-    bool over = atEndOk ? L->pos > L->size : L->pos >= L->size;
-    if (over) L->ok = false;
-    return !over;
-}
-
-unsigned wordAt(const Load *L) {
-    return L->size - L->pos >= 2 ? blockGet16(L->block + L->pos) : 0xFFFFFFFFu;
-}
-
-// The length of the text at the position, -1 when it has no terminator
-// inside the block.
-int32_t textLengthAt(const Load *L, int32_t at) {
-    if (at >= L->size) return -1;
-    const void *end = memchr(L->block + at, 0, (size_t)(L->size - at));
-    return end ? (int32_t)((const unsigned char *)end - (L->block + at)) : -1;
-}
-
 // ---- Operator names and input items.
 
-// The twenty names; 1 when the block ends behind them.
+// The twenty names; 1 when the block ends behind them (in version 0, whose
+// first name's terminator is the block's first byte, only behind a name
+// that is not empty).
 bool readNames(Load *L) {
     for (int i = 0; i < BLOCK_OPERATOR_NAMES && L->ok; i++) {
         int32_t length = textLengthAt(L, L->pos);
@@ -85,12 +54,14 @@ bool readNames(Load *L) {
                 L->ok = false;
             }
         }
-        if (!advance(L, length + 1, i == BLOCK_OPERATOR_NAMES - 1)) break;
+        bool last = i == BLOCK_OPERATOR_NAMES - 1 && (L->version > 0 || length > 0);
+        if (!advance(L, length + 1, last)) break;
     }
     return L->ok && L->pos == L->size;
 }
 
-// A section's tag and count; false when the block has no such section.
+}  // namespace
+
 bool readHeader(Load *L, unsigned tag, int32_t *count) {
     if (!L->ok || wordAt(L) != tag) return false;
     if (!advance(L, 2, false)) return true;
@@ -99,7 +70,45 @@ bool readHeader(Load *L, unsigned tag, int32_t *count) {
     return true;
 }
 
-// One input item: its head laid out for a 32-bit host, then its function name.
+namespace {
+
+// Where the fields of an input item's head lie in a block of each version;
+// -1 for a field the version does not have, which stays 0.
+struct ItemHead {
+    int32_t size, nameSize, params, subclass, optional, flags;
+};
+constexpr ItemHead kItemHeads[] = {
+    {54, 40, 52, -1, -1, -1},  // version 0
+    {60, 40, 52, 54, 56, 58},  // version 1
+    {BLOCK_ITEM_HEAD, BLOCK_ITEM_NAME_SIZE, BLOCK_ITEM_PARAMS, BLOCK_ITEM_SUBCLASS,
+     BLOCK_ITEM_OPTIONAL, BLOCK_ITEM_FLAGS},  // versions 2 and 3
+};
+
+const ItemHead &itemHead(const Load *L) { return kItemHeads[L->version < 2 ? L->version : 2]; }
+
+uint16_t fieldAt(const unsigned char *head, int32_t offset) {
+    return offset < 0 ? 0 : (uint16_t)blockGet16(head + offset);
+}
+
+// An item's fields out of its head. The stored code addresses are stale:
+// the callback comes from resolveCallback or stays 0.
+void copyHead(Load *L, ExpItem *item, const unsigned char *head) {
+    const ItemHead &h = itemHead(L);
+    item->kind = (int16_t)fieldAt(head, BLOCK_ITEM_KIND);
+    item->dataType = (int16_t)fieldAt(head, BLOCK_ITEM_TYPE);
+    char name[BLOCK_ITEM_NAME_SIZE];
+    memcpy(name, head + BLOCK_ITEM_NAME, (size_t)h.nameSize);
+    name[h.nameSize - 1] = 0;
+    if (L->version == 0) fixItemName(L, item->name, name);
+    else memcpy(item->name, name, sizeof name);
+    item->paramCount = (int16_t)fieldAt(head, h.params);
+    item->required = fieldAt(head, h.subclass);
+    item->optional = fieldAt(head, h.optional);
+    item->flags = fieldAt(head, h.flags);
+}
+
+// One input item: its head, widened when the block is older, then its
+// function name.
 void readItem(Load *L) {
     ExpItem **slot = appendElement(&L->ec->inputItems);
     if (!slot) {
@@ -109,18 +118,11 @@ void readItem(Load *L) {
     const unsigned char *head = L->block + L->pos;
     ExpItem *item = (ExpItem *)SvcAlloc(itemRecordSize(ZEM_ITEM_INPUT, 0));
     *slot = item;
-    if (!item || !advance(L, BLOCK_ITEM_HEAD, false)) {
+    if (!item || !advance(L, itemHead(L).size, false)) {
         L->ok = false;
         return;
     }
-    item->kind = (int16_t)blockGet16(head + BLOCK_ITEM_KIND);
-    item->dataType = (int16_t)blockGet16(head + BLOCK_ITEM_TYPE);
-    memcpy(item->name, head + BLOCK_ITEM_NAME, BLOCK_ITEM_NAME_SIZE);
-    item->name[BLOCK_ITEM_NAME_SIZE - 1] = 0;
-    item->paramCount = (int16_t)blockGet16(head + BLOCK_ITEM_PARAMS);
-    item->required = (uint16_t)blockGet16(head + BLOCK_ITEM_SUBCLASS);
-    item->optional = (uint16_t)blockGet16(head + BLOCK_ITEM_OPTIONAL);
-    item->flags = (uint16_t)blockGet16(head + BLOCK_ITEM_FLAGS);
+    copyHead(L, item, head);
     int32_t length = textLengthAt(L, L->pos);
     if (length < 0) {
         L->ok = false;
@@ -279,7 +281,8 @@ bool retryPass(Load *L) {
     return progress;
 }
 
-// Every record must lie inside the block before anything is parsed.
+}  // namespace
+
 bool recordsInside(const Load *L, int32_t count) {
     for (int32_t i = 0, at = L->pos; i < count; i++) {
         int32_t text = textLengthAt(L, at);
@@ -289,6 +292,8 @@ bool recordsInside(const Load *L, int32_t count) {
     }
     return true;
 }
+
+namespace {
 
 void readExpressions(Load *L) {
     int32_t count = 0;
@@ -328,17 +333,22 @@ void readExpressions(Load *L) {
     }
 }
 
-int readVersion3(HEC ec, int32_t size, const unsigned char *block, int32_t loadExpressions,
-                 ZEMLoadErrorCallback errorCallback) {
+// The sections behind the names. What an older block holds beyond the
+// current one, and what it lacks, is dealt with in persist/reader_old.cpp.
+int readBlock(HEC ec, int version, int32_t size, const unsigned char *block,
+              int32_t loadExpressions, ZEMLoadErrorCallback errorCallback) {
     if (!ec) return 0;
-    Load L = {ec, block, size, 1, true, errorCallback, 0, 0};
+    Load L = {ec, version, block, size, version == 0 ? 0 : 1, true, errorCallback, 0, 0, false};
     if (readNames(&L)) return 1;
     int32_t count = 0;
-    if (readHeader(&L, BLOCK_TAG_ITEMS, &count))
-        for (int32_t i = 0; i < count && L.ok; i++) readItem(&L);
+    bool items = readHeader(&L, BLOCK_TAG_ITEMS, &count);
+    for (int32_t i = 0; items && i < count && L.ok; i++) readItem(&L);
+    if (version == 0) skipOldFunctions(&L);
+    if (version < BLOCK_VERSION && items && L.ok) stampSubclass(&L);
     if (!L.ok) return 0;
     if (L.pos >= L.size || wordAt(&L) != BLOCK_TAG_EXPRESSIONS || !loadExpressions) return 1;
-    readExpressions(&L);
+    if (version < 2) readOldExpressions(&L);
+    else readExpressions(&L);
     SvcFree(L.slots);
     return L.ok;
 }
@@ -349,10 +359,8 @@ ZEMAPI int ZEMCALL ZEMSetECContents(HEC ec, int32_t size, const void *block, int
                                     ZEMLoadErrorCallback errorCallback) {
     if (!block || size <= 0) return 0;
     const unsigned char *bytes = (const unsigned char *)block;
-    switch (bytes[0]) {
-    case BLOCK_VERSION: return readVersion3(ec, size, bytes, loadExpressions, errorCallback);
-    default: return 0;  // versions 0 to 2 are read by readers still to come
-    }
+    if (bytes[0] > BLOCK_VERSION) return 0;
+    return readBlock(ec, bytes[0], size, bytes, loadExpressions, errorCallback);
 }
 
 ZEMAPI ZEMRepairCallback ZEMCALL ZEMSetRepairCallback(HEC ec, ZEMRepairCallback callback) {
