@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs the zem tool: its built-in example, formulas given as arguments, a
-# formula that does not parse, and mistakes on the command line. Arguments:
+# formula that does not parse, block files saved, told and loaded, and
+# mistakes on the command line. Arguments:
 # the tool, then the emulator that runs it, if any.
 zem=$1
 shift
@@ -9,14 +10,17 @@ fails=0
 out=$(mktemp)
 blk=$(mktemp)
 bad=$(mktemp)
-trap 'rm -f "$out" "$blk" "$bad"' EXIT
+fix=$(mktemp)
+trap 'rm -f "$out" "$blk" "$bad" "$fix"' EXIT
+input=/dev/null  # standard input of the next zem_run
 
 # Runs zem under the emulator, if any, and checks its exit status.
 zem_run() {  # expected-exit args...
     want=$1
     shift
-    $EMU "$zem" "$@" >"$out" 2>&1 </dev/null
+    $EMU "$zem" "$@" >"$out" 2>&1 <"$input"
     got=$?
+    input=/dev/null
     # A Windows program ends its lines with CR LF.
     tr -d '\r' <"$out" >"$out.lf" && mv "$out.lf" "$out"
     if [ "$got" != "$want" ]; then
@@ -73,6 +77,34 @@ has "  金額: number, subclass 0, flags 0x0000, function (none)"
 has "  Note: string, subclass 0, flags 0x0000, function (none)"
 has "expressions: 1"
 has "  0 Total = 金額 * Qty"
+
+# The block loaded again: its items take values from the command line under
+# the block's types (Note stays a string), its formula serves as Total().
+zem_run 0 --load "$blk" 金額=2 Qty=4 Note=42 'Total() * 2' "Note || 'y'"
+has "  Total() * 2 = 16"
+has "  Note || 'y' = 42y"
+zem_run 2 --load "$blk" Note:number=1 'Note'
+zem_run 2 --load "$bad.none" 'Total()'
+
+# A block whose formula names an item it does not hold: the repair shows the
+# formula and its error, a correction that fails too is offered again, the
+# next one loads. An empty line or the end of input gives the load up.
+{ printf '\003'; head -c 20 /dev/zero; printf '\374\000\001\000Price * 2\000Twice\000'; } >"$bad"
+printf '2 *\n3 * 2\n' >"$fix"
+input=$fix
+zem_run 0 --load "$bad" 'Twice() + 1'
+has "zem: the formula Twice of the block does not parse:"
+has "  Price * 2"
+has "  ^^^^^"
+has "  ERR_VAR: 認識できない入力ﾃﾞｰﾀです。 (code 102)"
+has "  2 *"
+has "  Twice() + 1 = 7"
+for answer in '\n' ''; do
+    printf "$answer" >"$fix"
+    input=$fix
+    zem_run 1 --load "$bad" 'Twice()'
+    has "zem: $bad: not loaded: the repair of Twice was given up"
+done
 zem_run 0 --save "$blk"
 zem_run 0 --describe="$blk"
 has "input items: none"

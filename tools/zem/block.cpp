@@ -1,7 +1,7 @@
-// Block files: the context of a session saved as the library writes it,
-// and any block file told in plain words. The describer is the tool's own
-// parser: it trusts nothing in the file and stops at the first thing that
-// does not fit the format, saying what and where.
+// Block files: the context of a session saved as the library writes it and
+// loaded back, and any block file told in plain words. The describer is the
+// tool's own parser: it trusts nothing in the file and stops at the first
+// thing that does not fit the format, saying what and where.
 #include <errno.h>
 #include <string.h>
 
@@ -154,6 +154,20 @@ bool describeSections(FILE *out, Cursor *c) {
     return true;
 }
 
+// The whole of a file; false with the reason printed.
+bool readFile(const std::string &path, std::vector<unsigned char> *bytes) {
+    FILE *file = fopen(path.c_str(), "rb");
+    if (!file) {
+        fprintf(stderr, "zem: cannot read %s: %s\n", path.c_str(), strerror(errno));
+        return false;
+    }
+    unsigned char chunk[4096];
+    size_t got;
+    while ((got = fread(chunk, 1, sizeof chunk, file)) > 0) bytes->insert(bytes->end(), chunk, chunk + got);
+    fclose(file);
+    return true;
+}
+
 }  // namespace
 
 int saveBlock(Session *s, const std::string &path) {
@@ -175,17 +189,33 @@ int saveBlock(Session *s, const std::string &path) {
     return 1;
 }
 
-int describeBlockFile(FILE *out, const std::string &path) {
-    FILE *file = fopen(path.c_str(), "rb");
-    if (!file) {
-        fprintf(stderr, "zem: cannot read %s: %s\n", path.c_str(), strerror(errno));
-        return 2;
-    }
+int loadBlock(Session *s, const std::string &path) {
     std::vector<unsigned char> bytes;
-    unsigned char chunk[4096];
-    size_t got;
-    while ((got = fread(chunk, 1, sizeof chunk, file)) > 0) bytes.insert(bytes.end(), chunk, chunk + got);
-    fclose(file);
+    if (!readFile(path, &bytes)) return 2;
+    const char *why = "the library refused it (zem --describe tells what it holds)";
+    int loaded = 0;
+    if (bytes.empty() || bytes.size() > INT32_MAX) {
+        why = "not a block";
+    } else {
+        ZEMSetRepairCallback(s->ec, repairOnTerminal);
+        loaded = ZEMSetECContents(s->ec, (int32_t)bytes.size(), bytes.data(), 1, reportLoadError);
+        ZEMSetRepairCallback(s->ec, 0);
+    }
+    if (loaded) {
+        fprintf(s->out, "loaded the context from %s (%zu bytes)\n", path.c_str(), bytes.size());
+        return 0;
+    }
+    std::string reason = why;
+    if (!s->refused.empty()) reason = "the repair of " + cp932ToUtf8(s->refused) + " was given up";
+    else if (!unresolvedName().empty())
+        reason = "it names a function zem does not have: " + cp932ToUtf8(unresolvedName());
+    fprintf(stderr, "zem: %s: not loaded: %s\n", path.c_str(), reason.c_str());
+    return 1;
+}
+
+int describeBlockFile(FILE *out, const std::string &path) {
+    std::vector<unsigned char> bytes;
+    if (!readFile(path, &bytes)) return 2;
     fprintf(out, "block file %s\n", path.c_str());
     Cursor c = {bytes.data(), bytes.size(), 0, ""};
     if (bytes.empty()) {

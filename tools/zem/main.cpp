@@ -13,6 +13,7 @@ const char kHelp[] =
     "  zem                        run the built-in example\n"
     "  zem [options] [items] formula...\n"
     "  zem [options] [items] --save FILE [formula...]\n"
+    "  zem --load FILE [options] [items] [formula...]\n"
     "  zem --describe FILE\n"
     "  zem [options] [items] --build   (Windows)\n"
     "\n"
@@ -30,6 +31,13 @@ const char kHelp[] =
     "  --save FILE                after the formulas, write the context (input\n"
     "                             items, named formulas) as a block file, the\n"
     "                             bytes a host stores in its documents\n"
+    "  --load FILE                first fill the context from a block file;\n"
+    "                             its input items take their values from the\n"
+    "                             items given, its formulas are used as Name().\n"
+    "                             A stored formula that no longer parses is\n"
+    "                             shown on standard error and its corrected\n"
+    "                             text read from standard input, one line; an\n"
+    "                             empty line gives up the load\n"
     "  --describe FILE            tell a block file in plain words: version,\n"
     "                             operator names, input items, expressions\n"
     "  --build                    open the formula builder dialog on the\n"
@@ -47,7 +55,8 @@ const char kHelp[] =
     "\n"
     "Exit status: 0 when every formula had a value, 1 when one did not parse\n"
     "or evaluate, 2 for a mistake on the command line or a file that cannot be\n"
-    "read or written. --describe exits with 1 for a malformed block.\n"
+    "read or written. --describe exits with 1 for a malformed block, --load for\n"
+    "a block that did not load.\n"
     "\n"
     "Examples:\n"
     "  zem Price=12.50 Qty=3 'Price * Qty'\n"
@@ -55,11 +64,12 @@ const char kHelp[] =
     "  zem Due=1/31/2001 'Due + 1 MONTH' 'DateToStr(Due - 30)'\n"
     "  zem Name=Ann \"'Dear ' || StrUpper(Name)\"\n"
     "  zem -d 'Total=Price * Qty' Price=12.50 Qty=3 --save order.blk\n"
-    "  zem --describe order.blk\n";
+    "  zem --describe order.blk\n"
+    "  zem --load order.blk Price=9 Qty=4 'Total() * 1.08'\n";
 
 struct Request {
     std::vector<std::string> items, defines, formulas;
-    std::string save, describe;  // block files
+    std::string save, describe, load;  // block files
     bool build = false;
 };
 
@@ -87,6 +97,7 @@ int readArguments(int argc, char **argv, Request *r) {
         std::string a = argv[i];
         int file = fileOption("--save", argc, argv, &i, &r->save);
         if (!file) file = fileOption("--describe", argc, argv, &i, &r->describe);
+        if (!file) file = fileOption("--load", argc, argv, &i, &r->load);
         if (file < 0) return 0;
         if (file > 0) continue;
         if (a == "--build") {
@@ -109,21 +120,24 @@ int readArguments(int argc, char **argv, Request *r) {
         }
     }
     if (!r->describe.empty()) {
-        if (r->items.empty() && r->defines.empty() && r->formulas.empty() && r->save.empty())
+        if (r->items.empty() && r->defines.empty() && r->formulas.empty() && r->save.empty() &&
+            r->load.empty())
             return 1;
         fprintf(stderr, "zem: --describe takes a file and nothing else\n");
         return 0;
     }
-    if (r->formulas.empty() && r->save.empty() && !r->build) {
+    if (r->formulas.empty() && r->save.empty() && r->load.empty() && !r->build) {
         fprintf(stderr, "zem: no formula to evaluate (zem --help for usage)\n");
         return 0;
     }
     return 1;
 }
 
-// Items, then named formulas, then the formulas. 2 for a bad item, 1 when a
-// formula failed, else 0.
+// The block, items, then named formulas, then the formulas. 2 for a bad
+// item, 1 when a formula failed, else 0, or what loading the block gave.
 int run(Session *s, const Request &r) {
+    int loaded = r.load.empty() ? 0 : loadBlock(s, r.load);
+    if (loaded) return loaded;
     for (const std::string &item : r.items) {
         std::string why;
         if (!sessionAddItem(s, item, &why)) {
@@ -186,7 +200,7 @@ int main(int argc, char **rawArgv) {
     }
     Request request;
     if (argc > 1 && !readArguments(argc, argv, &request)) return 2;
-    if (request.build && request.items.empty() && request.defines.empty()) {
+    if (request.build && request.items.empty() && request.defines.empty() && request.load.empty()) {
         request.items = kExampleItems;
         request.defines = kExampleDefines;
     }

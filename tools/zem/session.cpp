@@ -22,6 +22,17 @@ int ZEMCALL itemValue(HEC ec, HEXP, int32_t size, void **value, const char *name
     return 0;
 }
 
+// The names a loaded block asks for: its input items' value functions and
+// its operators' functions. zem knows one, the empty name of the items it
+// writes itself.
+std::string unresolved;
+
+ZEMProc ZEMCALL resolve(const char *name) {
+    if (!*name) return (ZEMProc)itemValue;
+    unresolved = name;
+    return 0;
+}
+
 int typeFromWord(const std::string &word) {
     if (word == "number") return ZEM_TYPE_NUMBER;
     if (word == "date") return ZEM_TYPE_DATETIME;
@@ -86,21 +97,6 @@ int valueText(Session *s, HEXP exp, uint16_t type, std::string *text) {
     return 1;
 }
 
-// The report of a failed parse: the text, a caret line under the span and
-// the message. In code page 932 a character's bytes are its width on the
-// terminal, so byte offsets are columns. A length of 1000 runs to the end.
-void printReport(Session *s, const std::string &utf8, const std::string &text,
-                 const ExpError &report) {
-    size_t start = report.start < text.size() ? report.start : text.size();
-    size_t length = report.length == 1000 ? text.size() - start : report.length;
-    if (start + length > text.size()) length = text.size() - start;
-    if (length == 0) length = 1;
-    char message[MESSAGE_BUFFER];
-    if (!ErrorMessage(report.code, message, sizeof message)) strcpy(message, "unknown error");
-    fprintf(s->out, "  %s\n  %s%s\n  %s (code %u)\n", utf8.c_str(), std::string(start, ' ').c_str(),
-            std::string(length, '^').c_str(), cp932ToUtf8(message).c_str(), report.code);
-}
-
 // A parse of text under name (0 for a generated one); the report printed on
 // failure.
 HEXP parse(Session *s, const std::string &utf8, const char *name, uint16_t *type) {
@@ -111,11 +107,24 @@ HEXP parse(Session *s, const std::string &utf8, const char *name, uint16_t *type
     }
     ExpError report = {};
     HEXP exp = ZEMParseString(s->ec, text.c_str(), name, &report, type);
-    if (!exp) printReport(s, utf8, text, report);
+    if (!exp) printReport(s->out, utf8, text, report);
     return exp;
 }
 
 }  // namespace
+
+// In code page 932 a character's bytes are its width on the terminal, so
+// byte offsets are columns. A length of 1000 runs to the end.
+void printReport(FILE *out, const std::string &utf8, const std::string &text, const ExpError &report) {
+    size_t start = report.start < text.size() ? report.start : text.size();
+    size_t length = report.length == 1000 ? text.size() - start : report.length;
+    if (start + length > text.size()) length = text.size() - start;
+    if (length == 0) length = 1;
+    char message[MESSAGE_BUFFER];
+    if (!ErrorMessage(report.code, message, sizeof message)) strcpy(message, "unknown error");
+    fprintf(out, "  %s\n  %s%s\n  %s (code %u)\n", utf8.c_str(), std::string(start, ' ').c_str(),
+            std::string(length, '^').c_str(), cp932ToUtf8(message).c_str(), report.code);
+}
 
 bool looksLikeItem(const std::string &argument) {
     size_t equals = argument.find('=');
@@ -124,11 +133,13 @@ bool looksLikeItem(const std::string &argument) {
 }
 
 int sessionOpen(Session *s) {
-    s->ec = ZEMCreateEC(0, 0, 0, 0);
+    s->ec = ZEMCreateEC(0, resolve, 0, 0);
     if (!s->ec) return 0;
     ZEMSetUserLong(s->ec, (intptr_t)s);
     return FUNDefineFunctions(s->ec);
 }
+
+const std::string &unresolvedName() { return unresolved; }
 
 void sessionClose(Session *s) {
     ZEMDestroyEC(s->ec);
@@ -157,17 +168,30 @@ int sessionAddItem(Session *s, const std::string &argument, std::string *why) {
         *why = "not a name the language can use";
         return 0;
     }
+    // An item the context has already, from a loaded block or an earlier
+    // argument, keeps its type and takes the value.
+    ExpItem record = {};
+    bool known = ZEMGetExpressionVariable(s->ec, &record, item.name.c_str());
+    if (known && (record.dataType < ZEM_TYPE_NUMBER || record.dataType > ZEM_TYPE_STRING)) {
+        *why = "the item has a type that zem gives no values";
+        return 0;
+    }
+    if (known && type != TypeInferred && type != record.dataType) {
+        *why = "the item has another type already";
+        return 0;
+    }
+    if (known) type = record.dataType;
     if (!readValue(&item, type)) {
         *why = type == ZEM_TYPE_NUMBER ? "the value does not read as a number"
                                        : "the value does not read as a date";
         return 0;
     }
-    ExpItem record = {};
+    s->items.push_back(item);
+    if (known) return 1;
     record.kind = ZEM_ITEM_INPUT;
     record.dataType = (int16_t)item.type;
     record.callback = (ZEMProc)itemValue;
     memcpy(record.name, item.name.c_str(), item.name.size() + 1);
-    s->items.push_back(item);
     if (!ZEMAddExpressionItem(s->ec, &record)) {
         *why = "the context refused it";
         return 0;

@@ -35,12 +35,17 @@ struct Session {
     std::vector<InputItem> items;
     FILE *out = stdout;
     int failures = 0;  // formulas that did not parse or evaluate
+    std::string fix;      // the correction of a block's formula, code page 932
+    std::string refused;  // the name of the formula whose repair was given up
 };
 
 enum { TypeInferred = -1 };
 
-// Makes the context with the built-in functions; 0 on failure.
+// Makes the context with the built-in functions; 0 on failure. The
+// context gives every input item of a loaded block the tool's values.
 int sessionOpen(Session *s);
+// The last function name of a loaded block that zem does not have.
+const std::string &unresolvedName();
 void sessionClose(Session *s);
 // An input item from "name=value" or "name:type=value" (UTF-8). On failure
 // *why says what was wrong and the result is 0.
@@ -51,6 +56,10 @@ int sessionDefine(Session *s, const std::string &argument);
 // Parses and evaluates a formula and prints it with its value, or with the
 // report of its failure. 1 on success.
 int sessionEvaluate(Session *s, const std::string &formula);
+
+// The report of a failed parse: the text (UTF-8 for the terminal, and as the
+// library has it), a caret line under the error's span and its message.
+void printReport(FILE *out, const std::string &utf8, const std::string &text, const ExpError &report);
 
 // Opens the builder dialog on the session's context and prints the formula
 // the user saved with its name, text and value. 1 when one was saved.
@@ -65,9 +74,22 @@ bool looksLikeItem(const std::string &argument);
 // Writes the session's context as a block into a file: 1, or 0 with the
 // reason printed.
 int saveBlock(Session *s, const std::string &path);
+// Fills the session's fresh context from a block file, formulas that no
+// longer parse repaired on the terminal: 0, 1 when the load failed, 2 when
+// the file cannot be read; a failure is told on standard error.
+int loadBlock(Session *s, const std::string &path);
 // Tells a block file in plain words: 0 for a well-formed block, 1 for a
 // malformed one (what was read is printed, then the fault), 2 when the
 // file cannot be read.
 int describeBlockFile(FILE *out, const std::string &path);
+
+// ---- The repair of a block's formula on the terminal (repair.cpp)
+
+// Shows the formula's name, text and error on standard error and reads a
+// corrected line from standard input; an empty line or its end gives up.
+const char *ZEMCALL repairOnTerminal(HEC ec, const char *text, const char *name,
+                                     const ExpError *error);
+// Where the loader reports a formula that failed for want of memory.
+void ZEMCALL reportLoadError(HEC ec, const char *text, const ExpError *error);
 
 #endif
