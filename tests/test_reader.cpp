@@ -146,7 +146,7 @@ TEST(Reader, ShapesOfOlderBlocks) {
     auto withFunctions = [](int params, int count) {
         Block b(0);
         b.names().word(250).word(1).oldItem(54, "Price", 0, "").word(251).word(count);
-        for (int i = 0; i < count; i++) b.oldFunction(params, "Fn");
+        for (int i = 0; i < count; i++) b.oldFunction(params, i ? "" : "Fn");
         return b.word(252).word(1).expression("Price * 2", "Double").b;
     };
     Bytes truncated = withFunctions(2, 1);
@@ -196,6 +196,8 @@ TEST(Reader, OlderItemsAreWidenedAndStamped) {
         {0, false, 0, 7, 0, 0}, {0, true, 4, 7, 0, 0}, {1, false, 3, 7, 5, 9},
         {1, true, 4, 7, 5, 9},  {2, true, 4, 0, 0, 0}, {3, true, 3, 0, 0, 0},
     };
+    // A name filling the old 40 bytes has no room for its terminator.
+    std::string name(40, 'P');
     for (const Case &c : cases) {
         Target t;
         if (c.average)
@@ -203,15 +205,15 @@ TEST(Reader, OlderItemsAreWidenedAndStamped) {
                     {.required = 1, .params = {{1, ZEM_TYPE_NUMBER, 4}}});
         Block b(c.version);
         b.names().word(250).word(1);
-        if (c.version < 2) b.oldItem(c.version ? 60 : 54, "Price", 3, "Fn");
-        else b.item("Price", 0, "Fn").b[b.b.size() - 3 - 85 + 79] = 3;
+        if (c.version < 2) b.oldItem(c.version ? 60 : 54, name, 3, "Fn");
+        else b.item(name, 0, "Fn").b[b.b.size() - 3 - 85 + 79] = 3;
         ASSERT_EQ(1, t.load(b.b)) << c.version;
         ExpItem *item = *(ExpItem **)SvcArrayLock(t.ec->inputItems, 0);
         SvcArrayUnlock(t.ec->inputItems);
         EXPECT_EQ((std::vector<int>{c.subclass, c.params, c.optional, c.flags}),
                   (std::vector<int>{item->required, item->paramCount, item->optional, item->flags}))
             << "version " << c.version << (c.average ? " with ReportAverage" : "");
-        EXPECT_STREQ("Price", item->name);
+        EXPECT_EQ(name.substr(0, c.version < 2 ? 39 : 40), item->name);
         EXPECT_STREQ("Fn", item->functionName);
     }
 }
