@@ -128,6 +128,8 @@ TEST(Reader, ShapesOfBlocks) {
         {"a text past the end", Block().names().word(252).word(2).expression("1", "One")
                                     .text("2").b, 1, 0, 0, 0},
         {"a name cut short", Bytes(sections.begin(), sections.end() - 1), 1, 0, 1, 0},
+        {"a record without a name", Block().names().word(252).word(1).expression("7", "").b, 1, 1,
+         0, 1},
         {"another version", Block(4).names().b, 1, 0, 0, 0},
         {"the version byte alone", Block().b, 1, 0, 0, 0},
     };
