@@ -33,6 +33,7 @@ stage() {  # name: closes the previous stage's time and opens the next
 
 stage "64-bit"
 run build/x64
+python3 tools/check-guide.py build/x64/tools/zem
 stage "32-bit"
 run build/x86 -DZEM_M32=ON
 if [ "$1" = "--sanitize" ]; then
