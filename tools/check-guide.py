@@ -44,7 +44,10 @@ class Example:
     def __init__(self, where, span, value, code, message):
         self.where, self.value, self.code, self.message = where, value, code, message
         if span.startswith("zem "):
-            self.args = shlex.split(span[4:])
+            try:
+                self.args = shlex.split(span[4:])
+            except ValueError as e:
+                sys.exit("%s: %s: %s" % (where, span, e))
         else:
             self.args = [span]
         self.formula = self.args[-1] if self.args else ""
