@@ -77,6 +77,26 @@ void BM_ParseMixInLargeContext(benchmark::State &state) {
 }
 BENCHMARK(BM_ParseMixInLargeContext)->Arg(100)->Arg(1000)->Arg(10000);
 
+// One short formula over three input items that come last in a context of
+// `range` items: the cost of finding names as the context grows.
+void BM_ParseAmongItems(benchmark::State &state) {
+    HEC ec = ZEMCreateEC(0, 0, 0, 0);
+    char name[32];
+    for (int i = 3; i < state.range(0); i++) {
+        snprintf(name, sizeof(name), "Filler%d", i);
+        addItem(ec, ZEM_ITEM_INPUT, 0, name);
+    }
+    for (const char *last : {"a", "b", "c"}) addItem(ec, ZEM_ITEM_INPUT, 0, last);
+    uint16_t type;
+    for (auto _ : state) {
+        HEXP e = ZEMParseString(ec, "a * 1.08 + b - c / 2", "Bench", 0, &type);
+        ZEMDestroyEXP(ec, e);
+    }
+    state.SetItemsProcessed(state.iterations());
+    ZEMDestroyEC(ec);
+}
+BENCHMARK(BM_ParseAmongItems)->Arg(3)->Arg(10000);
+
 void BM_ParseLongText(benchmark::State &state) {
     HEC ec = makeContext(0);
     std::string text = "Price";

@@ -34,7 +34,7 @@ struct Deletion {
     HEC ec;
     int kind;
     const char *name;
-    HARRAY *store;
+    int storeKind;  // the store searched: the input items, or else the functions
     ZEMDeleteItemCallback cb;
     int last;    // the callback's latest answer
     int called;  // whether it was called at all
@@ -43,7 +43,7 @@ struct Deletion {
 // Offers exp to the host. 0 when the host refused. Without the item in its
 // store there is nothing to hand over, and exp is passed by.
 int offer(Deletion *del, HEXP exp) {
-    ExpItem *item = itemFind(*del->store, del->name);
+    ExpItem *item = itemLookup(del->ec, del->storeKind, del->name);
     if (!item) return 1;
     del->called = 1;
     del->last = del->cb ? del->cb(del->ec, exp, item) : 0;
@@ -91,9 +91,9 @@ extern "C" {
 
 ZEMAPI int ZEMCALL ZEMDeleteExpItem(HEC ec, int kind, const char *name, ZEMDeleteItemCallback cb) {
     if (!ec) return 1;
-    HARRAY *store = kind == ZEM_ITEM_INPUT ? &ec->inputItems : &ec->functions;
+    int storeKind = kind == ZEM_ITEM_INPUT ? ZEM_ITEM_INPUT : ZEM_ITEM_FUNCTION;
     if (!name) return 1;
-    Deletion del = {ec, kind, name, store, cb, 0, 0};
+    Deletion del = {ec, kind, name, storeKind, cb, 0, 0};
     if (ec->expressions) {
         Deferred current = {}, next = {};
         int going = firstPass(&del, &next);
@@ -110,7 +110,7 @@ ZEMAPI int ZEMCALL ZEMDeleteExpItem(HEC ec, int kind, const char *name, ZEMDelet
         release(&next);
         if (!going) return 0;
     }
-    if (*store) itemDelete(*store, name);
+    itemDelete(ec, storeKind, name);
     return del.called ? del.last : 1;
 }
 

@@ -3,6 +3,7 @@
 
 #include "context/expressions.h"
 #include "context/items.h"
+#include "context/nameindex.h"
 
 extern "C" {
 
@@ -25,6 +26,7 @@ ZEMAPI int ZEMCALL ZEMDestroyEC(HEC ec) {
     itemStoreRelease(ec->inputItems);
     itemStoreRelease(ec->functions);
     itemStoreRelease(ec->keywords);
+    nameIndexRelease(ec);
     // The texts of the settings are the context's own, so they go with it.
     for (int i = 0; i < 3; i++) {
         SvcFree(ec->datePicture[i]);

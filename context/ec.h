@@ -40,6 +40,7 @@ struct EC {
     int32_t helpContext;
     char helpPath[520];
     ZEMRepairCallback repairCallback;  // a host's own repair of a block's text
+    struct NameIndex *nameIndex[4];    // of each store, by item kind (context/nameindex.h)
 };
 
 // Whether an operator (its character; 37 is %) may stand on a left operand

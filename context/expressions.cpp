@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "context/items.h"
+#include "context/nameindex.h"
 #include "context/threadblock.h"
 #include "language/tree.h"
 #include "services/platform.h"
@@ -64,6 +65,17 @@ int32_t readInto(const char *text, int32_t size, char *buffer) {
 
 int rootKind(const ExpRecord *r) { return r && r->root ? r->root->kind : -1; }
 
+int namedExactly(const void *record, const char *name, const void *) {
+    const char *own = ((const ExpRecord *)record)->name;
+    return own && strcmp(own, name) == 0;
+}
+
+// Another record than the one left out, of a name the system takes as equal.
+int namedOtherThan(const void *record, const char *name, const void *leaveOut) {
+    const char *own = ((const ExpRecord *)record)->name;
+    return record != leaveOut && own && lstrcmpA(own, name) == 0;
+}
+
 }  // namespace
 
 int expressionKind(const ExpNode *root) {
@@ -82,6 +94,7 @@ int storeAddExpression(HEC ec, ExpRecord *record) {
     ExpRecord **slot = (ExpRecord **)SvcArrayLock(grown, last);
     *slot = record;
     SvcArrayUnlock(grown);
+    nameIndexStored(ec, record);
     return 1;
 }
 
@@ -205,8 +218,7 @@ ZEMAPI HEXP ZEMCALL ZEMHEXPFromOrdinal(HEC ec, int32_t ordinal) {
 }
 
 ZEMAPI HEXP ZEMCALL ZEMHEXPFromName(HEC ec, const char *name) {
-    if (!name) return 0;
-    return findExpression(ec, [&](ExpRecord *r) { return r->name && strcmp(r->name, name) == 0; });
+    return (HEXP)nameFind(ec, ZEM_ITEM_FORMULA, name, namedExactly, 0);
 }
 
 ZEMAPI HEXP ZEMCALL ZEMHEXPFromText(HEC ec, const char *text) {
@@ -263,7 +275,7 @@ ZEMAPI int ZEMCALL ZEMIsExpressionSimpleInput(HEC, HEXP exp) { return rootKind(e
 
 ZEMAPI int32_t ZEMCALL ZEMGetSimpleInputSubClass(HEC ec, HEXP exp) {
     if (!ec || rootKind(exp) != NodeInput) return -1;
-    ExpItem *item = itemFind(ec->inputItems, (const char *)exp->root->left);
+    ExpItem *item = itemLookup(ec, ZEM_ITEM_INPUT, (const char *)exp->root->left);
     return item ? item->required : -1;
 }
 
@@ -279,11 +291,8 @@ ZEMAPI int ZEMCALL ZEMIsExpNameGenerated(HEC, HEXP exp) {
 
 ZEMAPI int ZEMCALL ZEMIsExpNameUnique(HEC ec, HEXP leaveOut, const char *name) {
     if (!ec || !name) return 1;
-    if (walkExpressions(ec, [&](ExpRecord *r) {
-            return r != leaveOut && r->name && lstrcmpA(r->name, name) == 0;
-        }) >= 0)
-        return 0;
-    return itemFind(ec->functions, name) ? 0 : 1;
+    if (nameFind(ec, ZEM_ITEM_FORMULA, name, namedOtherThan, leaveOut)) return 0;
+    return itemLookup(ec, ZEM_ITEM_FUNCTION, name) ? 0 : 1;
 }
 
 ZEMAPI int ZEMCALL ZEMIsItemUsed(HEC ec, HEXP exp, int kind, const char *name) {
@@ -303,6 +312,7 @@ ZEMAPI int ZEMCALL ZEMDestroyEXP(HEC ec, HEXP exp) {
     int32_t ordinal = ZEMGetExpressionOrdinal(ec, exp);
     if (ordinal < 0) return 0;
     if (ZEMIsNamedFormulaUsed(ec, exp->name)) return 0;
+    nameIndexRemoved(ec, ZEM_ITEM_FORMULA, exp, (unsigned)ordinal);
     if (SvcArrayCount(ec->expressions) == 1) {
         SvcArrayDestroy(ec->expressions);
         ec->expressions = 0;

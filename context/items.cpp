@@ -5,6 +5,7 @@
 
 #include <string.h>
 
+#include "context/nameindex.h"
 #include "services/platform.h"
 
 namespace {
@@ -35,14 +36,31 @@ ExpItem *itemAt(HARRAY store, int index) {
     return item;
 }
 
-// The system's comparisons behind plain function pointers: on 32-bit
-// Windows they have their own calling convention.
-int exactName(const char *a, const char *b) { return lstrcmpA(a, b); }
-int caselessName(const char *a, const char *b) { return lstrcmpiA(a, b); }
+int exactName(const void *item, const char *name, const void *) {
+    return lstrcmpA(((const ExpItem *)item)->name, name) == 0;
+}
 
-ExpItem *findWith(HARRAY store, const char *name, int (*compare)(const char *, const char *)) {
-    int at = walkStore(store, [&](ExpItem *it) { return compare(it->name, name) == 0; });
-    return at < 0 ? 0 : itemAt(store, at);
+int caselessName(const void *item, const char *name, const void *) {
+    return lstrcmpiA(((const ExpItem *)item)->name, name) == 0;
+}
+
+// A keyword's own case flag says which comparison it takes.
+int keywordName(const void *item, const char *name, const void *) {
+    const ExpItem *it = (const ExpItem *)item;
+    return (it->optional ? lstrcmpA(it->name, name) : lstrcmpiA(it->name, name)) == 0;
+}
+
+ExpItem *lookupWith(const EC *ec, int kind, const char *name, NameTest test) {
+    return (ExpItem *)nameFind((EC *)ec, kind, name, test, 0);
+}
+
+// The place of an element in a store, looked for from the end, or -1.
+int placeOf(HARRAY store, const ExpItem *item) {
+    ExpItem **items = (ExpItem **)SvcArrayLock(store, 0);
+    int at = (int)SvcArrayCount(store) - 1;
+    while (items && at >= 0 && items[at] != item) at--;
+    SvcArrayUnlock(store);
+    return items ? at : -1;
 }
 
 void freeItem(ExpItem *item) {
@@ -88,18 +106,27 @@ void itemStoreRelease(HARRAY store) {
     SvcArrayDestroy(store);
 }
 
-ExpItem *itemFind(HARRAY store, const char *name) { return findWith(store, name, exactName); }
+ExpItem *itemLookup(const EC *ec, int kind, const char *name) {
+    return lookupWith(ec, kind, name, exactName);
+}
 
-int itemDelete(HARRAY store, const char *name) {
-    int at = walkStore(store, [&](ExpItem *it) { return lstrcmpA(it->name, name) == 0; });
+ExpItem *itemFind(HARRAY store, const char *name) {
+    return (ExpItem *)nameWalk(store, name, exactName, 0);
+}
+
+int itemDelete(EC *ec, int kind, const char *name) {
+    HARRAY store = nameStore(ec, kind);
+    ExpItem *item = itemLookup(ec, kind, name);
+    int at = item ? placeOf(store, item) : -1;
     if (at < 0) return 0;
-    freeItem(itemAt(store, at));
+    nameIndexRemoved(ec, kind, item, (unsigned)at);
+    freeItem(item);
     SvcArrayRemove(store, (unsigned)at);
     return 1;
 }
 
-int itemIsAggregate(HARRAY store, const char *name) {
-    ExpItem *item = itemFind(store, name);
+int itemIsAggregate(const EC *ec, int kind, const char *name) {
+    ExpItem *item = itemLookup(ec, kind, name);
     // Only a function's record carries descriptors.
     if (!item || item->kind != ZEM_ITEM_FUNCTION) return 0;
     for (int i = 0; i < item->paramCount; i++)
@@ -108,24 +135,22 @@ int itemIsAggregate(HARRAY store, const char *name) {
 }
 
 int inputItemType(const EC *ec, const char *name) {
-    ExpItem *item = itemFind(ec->inputItems, name);
+    ExpItem *item = itemLookup(ec, ZEM_ITEM_INPUT, name);
     return item ? item->dataType : -1;
 }
 
 int functionType(const EC *ec, const char *name) {
-    ExpItem *item = itemFind(ec->functions, name);
+    ExpItem *item = itemLookup(ec, ZEM_ITEM_FUNCTION, name);
     return item ? item->dataType : -1;
 }
 
 int keywordType(const EC *ec, const char *name) {
-    int at = walkStore(ec->keywords, [&](ExpItem *it) {
-        return (it->optional ? lstrcmpA(it->name, name) : lstrcmpiA(it->name, name)) == 0;
-    });
-    return at < 0 ? -1 : itemAt(ec->keywords, at)->dataType;
+    ExpItem *item = lookupWith(ec, ZEM_ITEM_KEYWORD, name, keywordName);
+    return item ? item->dataType : -1;
 }
 
 int keywordSubclass(const EC *ec, const char *name) {
-    ExpItem *item = findWith(ec->keywords, name, caselessName);
+    ExpItem *item = lookupWith(ec, ZEM_ITEM_KEYWORD, name, caselessName);
     return item ? item->required : -1;
 }
 
@@ -163,7 +188,7 @@ ZEMAPI void ZEMCALL ZEMEnumExpItems(HEC ec, int kind, ZEMEnumItemCallback cb, in
 
 ZEMAPI int ZEMCALL ZEMGetExpressionVariable(HEC ec, ExpItem *out, const char *name) {
     if (!ec || !out || !name) return 0;
-    ExpItem *item = itemFind(ec->inputItems, name);
+    ExpItem *item = itemLookup(ec, ZEM_ITEM_INPUT, name);
     if (!item) return 0;
     // Only the item's own bytes: the descriptor tail carries nothing for an
     // input item and the stored record does not have it.
@@ -198,7 +223,7 @@ ZEMAPI int ZEMCALL ZEMDelExpItemNoCheck(HEC ec, int kind, const char *name) {
     if (!ec || !name) return 0;
     HARRAY *store = itemStoreOf(ec, kind);
     if (!store || !*store) return 0;
-    return itemDelete(*store, name);
+    return itemDelete(ec, kind, name);
 }
 
 ZEMAPI int ZEMCALL ZEMDeleteAllECVars(HEC ec) {
@@ -207,6 +232,7 @@ ZEMAPI int ZEMCALL ZEMDeleteAllECVars(HEC ec) {
     for (int i = (int)SvcArrayCount(ec->inputItems) - 1; i >= 0; i--) {
         ExpItem *item = itemAt(ec->inputItems, i);
         if (!item) {
+            nameIndexRemoved(ec, ZEM_ITEM_INPUT, 0, (unsigned)i);
             SvcArrayRemove(ec->inputItems, (unsigned)i);
             continue;
         }
@@ -221,7 +247,7 @@ ZEMAPI int ZEMCALL ZEMIsItemAggregate(HEC ec, int kind, const char *name) {
     if (!ec || !name) return 0;
     HARRAY *store = itemStoreOf(ec, kind);
     if (!store || !*store) return 0;
-    return itemIsAggregate(*store, name);
+    return itemIsAggregate(ec, kind, name);
 }
 
 ZEMAPI int ZEMCALL ZEMInputNameIsKeyword(char *out, const char *name) {

@@ -17,12 +17,14 @@ size_t itemRecordSize(int kind, int paramCount);
 // Frees every record of a store and the store.
 void itemStoreRelease(HARRAY store);
 
-// First record of that exact name, or 0.
+// First record of that exact name in the store of a kind, or 0.
+ExpItem *itemLookup(const EC *ec, int kind, const char *name);
+// The same by walking a store.
 ExpItem *itemFind(HARRAY store, const char *name);
 // Deletes the first record of that exact name: 1, or 0 when absent.
-int itemDelete(HARRAY store, const char *name);
+int itemDelete(EC *ec, int kind, const char *name);
 // 1 when the first record of that name has an aggregate parameter.
-int itemIsAggregate(HARRAY store, const char *name);
+int itemIsAggregate(const EC *ec, int kind, const char *name);
 
 int inputItemType(const EC *ec, const char *name);   // -1 when absent
 int functionType(const EC *ec, const char *name);    // -1 when absent

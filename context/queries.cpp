@@ -37,7 +37,7 @@ int callWithInputTest(HEC, const ExpNode *node, void *user) {
 
 int aggregateTest(HEC ec, const ExpNode *node, void *) {
     if (node->kind != NodeFunction) return WalkOn;
-    return itemIsAggregate(ec->functions, (const char *)node->left) ? WalkFound : WalkOn;
+    return itemIsAggregate(ec, ZEM_ITEM_FUNCTION, (const char *)node->left) ? WalkFound : WalkOn;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "context/expressions.h"
 #include "context/items.h"
+#include "context/nameindex.h"
 #include "language/tree.h"
 #include "services/platform.h"
 
@@ -248,11 +249,13 @@ ZEMAPI int ZEMCALL ZEMRenameExpressionItem(HEC ec, int kind, const char *oldName
                                            const char *newName) {
     // An empty new name would take the word out of every text.
     if (!ec || !oldName || !newName || !*newName) return 0;
-    ExpItem *item = itemFind(kind == ZEM_ITEM_FUNCTION ? ec->functions : ec->inputItems, oldName);
+    int storeKind = kind == ZEM_ITEM_FUNCTION ? ZEM_ITEM_FUNCTION : ZEM_ITEM_INPUT;
+    ExpItem *item = itemLookup(ec, storeKind, oldName);
     if (!item) return 0;
     char before[sizeof item->name], after[sizeof item->name];
     putName(before, sizeof before, item->name);
     putName(item->name, sizeof item->name, newName);
+    nameIndexRenamed(ec, storeKind, item, before);
     // The texts get the name as the field holds it.
     putName(after, sizeof after, item->name);
     int32_t count = ZEMGetExpressionCount(ec);

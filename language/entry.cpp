@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "context/expressions.h"
+#include "context/nameindex.h"
 #include "context/startup.h"
 #include "context/threadblock.h"
 #include "errors/errors.h"
@@ -159,14 +160,16 @@ ZEMAPI HEXP ZEMCALL ZEMParseFormula(HEC ec, HEXP old, const char *text, const ch
         ec->renameCallback(ec, old->name, fresh->name);
         if (ec->notifyCallback) ec->notifyCallback(ec, 3);
     }
+    char *formerName = old->name;
     FreeNode(ec, old->root);
     SvcFree(old->text);
-    SvcFree(old->name);
     old->root = fresh->root;
     old->text = fresh->text;
     old->name = fresh->name;
     old->resultType = fresh->resultType;
     SvcFree(fresh);
+    nameIndexRenamed(ec, ZEM_ITEM_FORMULA, old, formerName);
+    SvcFree(formerName);
     return old;
 }
 

@@ -147,7 +147,7 @@ int aggregateFits(HEC ec, const ExpItem *item, ExpParam param, const ExpNode *ar
     }
     if (param.subclass == 0) return 1;
     // A keyword is not among the input items and passes.
-    const ExpItem *input = itemFind(ec->inputItems, (const char *)arg->left);
+    const ExpItem *input = itemLookup(ec, ZEM_ITEM_INPUT, (const char *)arg->left);
     if (input && input->required != param.subclass) {
         reportAt(report, ERR_SUBCLASS, arg);
         return 0;
@@ -300,7 +300,7 @@ int CheckSetMembers(HEC ec, HARRAY list, ExpError *report) {
 
 int CheckArguments(HEC ec, HARRAY args, const char *name, ExpError *report, int form,
                    int quantifier) {
-    const ExpItem *item = itemFind(ec->functions, name);
+    const ExpItem *item = itemLookup(ec, ZEM_ITEM_FUNCTION, name);
     if (!item) return 0;
     if (!qualifierFits(item, report, form, quantifier)) return 0;
     if (!args) return noArgumentsFit(item, report, form);

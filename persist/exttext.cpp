@@ -61,22 +61,11 @@ void put(Sink *s, const char *bytes, size_t count) {
 
 void putText(Sink *s, const char *text) { put(s, text, strlen(text)); }
 
-// The stored expression of that exact name, the first one; the store is
-// locked once for the whole scan.
-HEXP findFormula(const EC *ec, const char *name) {
-    HARRAY store = ec->expressions;
-    unsigned count = store ? SvcArrayCount(store) : 0;
-    if (!count) return 0;
-    ExpRecord **records = (ExpRecord **)SvcArrayLock(store, 0);
-    HEXP found = 0;
-    for (unsigned i = 0; records && i < count && !found; i++)
-        if (records[i] && records[i]->name && strcmp(records[i]->name, name) == 0) found = records[i];
-    SvcArrayUnlock(store);
-    return found;
-}
+// The stored expression of that exact name, the first one.
+HEXP findFormula(const EC *ec, const char *name) { return ZEMHEXPFromName((HEC)ec, name); }
 
 int isEscapedCall(const EC *ec, const ExpNode *node) {
-    ExpItem *item = itemFind(ec->functions, (const char *)node->left);
+    ExpItem *item = itemLookup(ec, ZEM_ITEM_FUNCTION, (const char *)node->left);
     if (!item) return 0;
     uint16_t flags = item->flags;  // the record is packed
     return (flags & ZEM_FN_ESCAPED) != 0;
