@@ -85,6 +85,8 @@ void evaluate(benchmark::State &state, const char *text) {
 // ---- Formulas both engines can say: arithmetic on variables.
 
 const char kArithmetic[] = "Price * Qty * (1 + Rate) - Price / 7";
+// A literal and three input items, each fetched through its callback.
+const char kThreeInputs[] = "Price * 1.08 + Qty - Rate / 2";
 
 // A chain of n additions of one variable: 2n + 1 nodes.
 std::string chain(int n) {
@@ -94,6 +96,7 @@ std::string chain(int n) {
 }
 
 void BM_Zem_Arithmetic(benchmark::State &s) { evaluate(s, kArithmetic); }
+void BM_Zem_ThreeInputs(benchmark::State &s) { evaluate(s, kThreeInputs); }
 void BM_Zem_Chain(benchmark::State &s) {
     evaluate(s, chain((int)s.range(0)).c_str());
     s.SetItemsProcessed(s.iterations() * (2 * s.range(0) + 1));  // nodes per second
@@ -112,6 +115,7 @@ void BM_Zem_BuiltinString(benchmark::State &s) {
 void BM_Zem_BuiltinDate(benchmark::State &s) { evaluate(s, "DateToStr(DateMonthEnd(Due + 1 MONTH))"); }
 
 BENCHMARK(BM_Zem_Arithmetic);
+BENCHMARK(BM_Zem_ThreeInputs);
 BENCHMARK(BM_Zem_Chain)->Arg(1)->Arg(8)->Arg(64)->Arg(512);
 BENCHMARK(BM_Zem_Named);
 BENCHMARK(BM_Zem_DateStep);
@@ -133,6 +137,14 @@ void BM_Native_Arithmetic(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations());
 }
 
+void BM_Native_ThreeInputs(benchmark::State &state) {
+    for (auto _ : state) {
+        double price = gNativePrice, qty = gNativeQty, rate = gNativeRate;
+        benchmark::DoNotOptimize(price * 1.08 + qty - rate / 2);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
 void BM_Native_Chain(benchmark::State &state) {
     for (auto _ : state) {
         double sum = gNativePrice;
@@ -143,6 +155,7 @@ void BM_Native_Chain(benchmark::State &state) {
 }
 
 BENCHMARK(BM_Native_Arithmetic);
+BENCHMARK(BM_Native_ThreeInputs);
 BENCHMARK(BM_Native_Chain)->Arg(1)->Arg(8)->Arg(64)->Arg(512);
 
 // Prints as usual, and at the end the time of each BM_Zem_ run over the

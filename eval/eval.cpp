@@ -1,8 +1,10 @@
 // The tree evaluator. It walks a stored expression's tree depth first, asks
 // the host for input values and function results through callbacks, and
 // computes + - * / and || itself unless an operator callback stands in.
-// Every node gives a new value block or no result (0); the caller of a node
-// owns its block. Nothing survives a call but what an exit copies out.
+// Every node gives a Value or no result. A Number or DateTime that the
+// evaluator computes itself stays in place in the caller's Value; texts and
+// the blocks of host callbacks are blocks the Value owns. Nothing survives a
+// call but what an exit copies out.
 #include <string.h>
 
 #include "context/items.h"
@@ -20,19 +22,33 @@ constexpr int kMaxDepth = 1000;
 
 enum { ValueSize = ZEM_VALUE_SIZE, TextStartSize = 50, AggregateMode = 1 };
 
-// A value block freed on every path unless released.
-struct Owned {
-    void *block;
-    explicit Owned(void *b = 0) : block(b) {}
-    ~Owned() { SvcFree(block); }
-    Owned(const Owned &) = delete;
-    Owned &operator=(const Owned &) = delete;
-    void *release() {
+// A node's value: a Number or DateTime in place, or an owned block (a text,
+// or the block a host callback filled). Neither: no result.
+struct Value {
+    void *block = 0;
+    bool fixed = false;
+    Number inPlace;
+    Value() {}
+    ~Value() { SvcFree(block); }
+    Value(const Value &) = delete;
+    Value &operator=(const Value &) = delete;
+    bool has() const { return block || fixed; }
+    void *data() { return block ? block : fixed ? &inPlace : 0; }
+    Number *number() { return (Number *)data(); }
+    // A zeroed Number in place, to be filled.
+    Number *place() {
+        memset(&inPlace, 0, sizeof inPlace);
+        fixed = true;
+        return &inPlace;
+    }
+    // The value as a block of its own, for those who need one.
+    void *takeBlock() {
         void *b = block;
         block = 0;
+        if (!b && fixed && (b = SvcAlloc(ValueSize)) != 0) memcpy(b, &inPlace, ValueSize);
+        fixed = false;
         return b;
     }
-    Number *number() const { return (Number *)block; }
 };
 
 struct Walk {
@@ -41,7 +57,7 @@ struct Walk {
     int depth;
 };
 
-void *evalAt(const Walk &walk, const ExpNode *node);
+void evalAt(const Walk &walk, const ExpNode *node, Value &out);
 
 ExpNode *child(const void *pointer) { return (ExpNode *)pointer; }
 
@@ -70,20 +86,14 @@ char *copyOfText(const char *text) {
 
 // ---- Leaves
 
-void *numberLiteral(const ExpNode *node) {
-    if (!node->left) return 0;
-    void *value = SvcAlloc(ValueSize);
-    if (value) memcpy(value, node->left, ValueSize);
-    return value;
+void numberLiteral(const ExpNode *node, Value &out) {
+    if (node->left) memcpy(out.place(), node->left, ValueSize);
 }
 
 // A literal is read again at every evaluation; a text that no longer reads
 // as a date leaves the null value, which is still a value.
-void *dateLiteral(const ExpNode *node) {
-    if (!node->left) return 0;
-    DateTime *value = (DateTime *)SvcAlloc(ValueSize);
-    if (value) TextToDate(value, (const char *)node->left);
-    return value;
+void dateLiteral(const ExpNode *node, Value &out) {
+    if (node->left) TextToDate(out.place(), (const char *)node->left);
 }
 
 // Undoes the escapes of a string literal: \' and '' each stand for one '.
@@ -131,11 +141,11 @@ void *inputValue(const Walk &walk, const ExpNode *node) {
 
 // A named formula is walked again at each reference, with itself as the
 // current expression.
-void *referredValue(const Walk &walk, const ExpNode *node) {
+void referredValue(const Walk &walk, const ExpNode *node, Value &out) {
     HEXP target = node->left ? ZEMHEXPFromName(walk.ec, (const char *)node->left) : 0;
-    if (!target) return 0;
+    if (!target) return;
     Walk inner = {walk.ec, target, walk.depth};
-    return evalAt(inner, target->root);
+    evalAt(inner, target->root, out);
 }
 
 // ---- Function calls
@@ -171,8 +181,13 @@ void **buildArguments(const Walk &walk, const ExpItem *item, HARRAY list, int co
     for (int i = 0; i < count && (unsigned)i < given; i++) {
         ExpNode *argument = argumentAt(list, (unsigned)i);
         if (!argument) continue;
-        vector[i] = item->params[i].mode == AggregateMode ? aggregateEntry(argument)
-                                                          : evalAt(walk, argument);
+        if (item->params[i].mode == AggregateMode) {
+            vector[i] = aggregateEntry(argument);
+        } else {
+            Value value;
+            evalAt(walk, argument, value);
+            vector[i] = value.takeBlock();
+        }
     }
     return vector;
 }
@@ -202,9 +217,11 @@ void *functionValue(const Walk &walk, const ExpNode *node) {
 // ---- Operators
 
 // Both operands, left first; each is evaluated whatever the other gave.
-void evalOperands(const Walk &walk, const ExpNode *node, Owned &left, Owned &right) {
-    left.block = evalAt(walk, child(node->left));
-    right.block = evalAt(walk, child(node->right));
+// True when both gave a value.
+bool evalOperands(const Walk &walk, const ExpNode *node, Value &left, Value &right) {
+    evalAt(walk, child(node->left), left);
+    evalAt(walk, child(node->right), right);
+    return left.has() && right.has();
 }
 
 void zeroNumber(Number *value) {
@@ -215,17 +232,15 @@ void zeroNumber(Number *value) {
 // + - * / on two Numbers: a host's callback in the operator's Number slot
 // takes the operands exactly as they came; else a null operand counts as
 // zero, and a division with a zero on either side gives zero.
-void *numberArithmetic(const Walk &walk, const ExpNode *node, int code) {
-    Owned left, right;
-    evalOperands(walk, node, left, right);
-    if (!left.block || !right.block) return 0;
-    Number *result = (Number *)SvcAlloc(ValueSize);
-    if (!result) return 0;
+void numberArithmetic(const Walk &walk, const ExpNode *node, int code, Value &out) {
+    Value left, right;
+    if (!evalOperands(walk, node, left, right)) return;
+    Number *result = out.place();
     ZEMOperatorCallback hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER];
     if (hostOperator) {
-        hostOperator(walk.ec, walk.current, 0, ValueSize, left.block, ValueSize, right.block,
+        hostOperator(walk.ec, walk.current, 0, ValueSize, left.data(), ValueSize, right.data(),
                      ValueSize, result);
-        return result;
+        return;
     }
     Number *a = left.number(), *b = right.number();
     SvcNumNullToZero(a);
@@ -241,41 +256,33 @@ void *numberArithmetic(const Walk &walk, const ExpNode *node, int code) {
             SvcNumDiv(result, a, b);
         break;
     }
-    return result;
 }
 
 // date + n and date - n, with the unit in the node's flags (0 is a day).
-void *dateArithmetic(const Walk &walk, const ExpNode *node, int op) {
-    Owned date, count;
-    evalOperands(walk, node, date, count);
-    if (!date.block || !count.block) return 0;
-    DateTime *result = (DateTime *)SvcAlloc(ValueSize);
-    if (!result) return 0;
+void dateArithmetic(const Walk &walk, const ExpNode *node, int op, Value &out) {
+    Value date, count;
+    if (!evalOperands(walk, node, date, count)) return;
     SvcNumNullToZero(count.number());
-    DateStep(result, date.number(), count.number(), op, node->flags);
-    return result;
+    DateStep(out.place(), date.number(), count.number(), op, node->flags);
 }
 
 // date - date in whole days; null when either date is.
-void *dateDifference(const Walk &walk, const ExpNode *node) {
-    Owned first, second;
-    evalOperands(walk, node, first, second);
-    if (!first.block || !second.block) return 0;
-    Number *result = (Number *)SvcAlloc(ValueSize);
-    if (result) DateDifference(result, first.number(), second.number());
-    return result;
+void dateDifference(const Walk &walk, const ExpNode *node, Value &out) {
+    Value first, second;
+    if (evalOperands(walk, node, first, second))
+        DateDifference(out.place(), first.number(), second.number());
 }
 
-void *concatenation(const Walk &walk, const ExpNode *node) {
-    Owned left, right;
-    evalOperands(walk, node, left, right);
-    if (!left.block || !right.block) return 0;
-    size_t a = SvcStrLen((const char *)left.block), b = SvcStrLen((const char *)right.block);
+void concatenation(const Walk &walk, const ExpNode *node, Value &out) {
+    Value left, right;
+    if (!evalOperands(walk, node, left, right)) return;
+    const char *l = (const char *)left.data(), *r = (const char *)right.data();
+    size_t a = SvcStrLen(l), b = SvcStrLen(r);
     char *result = (char *)SvcAlloc(a + b + 1);
-    if (!result) return 0;
-    memcpy(result, left.block, a);
-    memcpy(result + a, right.block, b + 1);
-    return result;
+    if (!result) return;
+    memcpy(result, l, a);
+    memcpy(result + a, r, b + 1);
+    out.block = result;
 }
 
 int typeOf(const void *node) { return node ? child(node)->dataType : -1; }
@@ -283,50 +290,60 @@ int typeOf(const void *node) { return node ? child(node)->dataType : -1; }
 // The rule of an operator node by its kind and data type. A combination
 // without a rule (%, arithmetic on texts and keywords, date minus text)
 // evaluates nothing and gives no result.
-void *operatorValue(const Walk &walk, const ExpNode *node) {
+void operatorValue(const Walk &walk, const ExpNode *node, Value &out) {
     int type = node->dataType;
     switch (node->kind) {
     case '+':
-        if (type == ZEM_TYPE_NUMBER) return numberArithmetic(walk, node, OP_PLUS);
-        if (type == ZEM_TYPE_DATETIME) return dateArithmetic(walk, node, '+');
-        return 0;
+        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_PLUS, out);
+        if (type == ZEM_TYPE_DATETIME) dateArithmetic(walk, node, '+', out);
+        return;
     case '-':
-        if (type == ZEM_TYPE_DATETIME) return dateArithmetic(walk, node, '-');
-        if (type != ZEM_TYPE_NUMBER) return 0;
-        if (typeOf(node->left) == ZEM_TYPE_NUMBER) return numberArithmetic(walk, node, OP_MINUS);
-        if (typeOf(node->left) == ZEM_TYPE_DATETIME && typeOf(node->right) == ZEM_TYPE_DATETIME)
-            return dateDifference(walk, node);
-        return 0;
+        if (type == ZEM_TYPE_DATETIME) dateArithmetic(walk, node, '-', out);
+        if (type != ZEM_TYPE_NUMBER) return;
+        if (typeOf(node->left) == ZEM_TYPE_NUMBER)
+            numberArithmetic(walk, node, OP_MINUS, out);
+        else if (typeOf(node->left) == ZEM_TYPE_DATETIME &&
+                 typeOf(node->right) == ZEM_TYPE_DATETIME)
+            dateDifference(walk, node, out);
+        return;
     case '*':
-        return type == ZEM_TYPE_NUMBER ? numberArithmetic(walk, node, OP_MULTIPLY) : 0;
+        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_MULTIPLY, out);
+        return;
     case '/':
-        return type == ZEM_TYPE_NUMBER ? numberArithmetic(walk, node, OP_DIVIDE) : 0;
+        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_DIVIDE, out);
+        return;
     case '|':
-        return type == ZEM_TYPE_STRING ? concatenation(walk, node) : 0;
+        if (type == ZEM_TYPE_STRING) concatenation(walk, node, out);
+        return;
     default:
-        return 0;
+        return;
     }
 }
 
-void *evalAt(const Walk &outer, const ExpNode *node) {
-    if (!node || outer.depth >= kMaxDepth) return 0;
+// out is empty on entry and stays so for no result.
+void evalAt(const Walk &outer, const ExpNode *node, Value &out) {
+    if (!node || outer.depth >= kMaxDepth) return;
     Walk walk = {outer.ec, outer.current, outer.depth + 1};
     switch (node->kind) {
-    case NodeNumber: return numberLiteral(node);
-    case NodeDate: return dateLiteral(node);
-    case NodeString: return stringLiteral(node);
-    case NodeInput: return inputValue(walk, node);
-    case NodeFunction: return functionValue(walk, node);
-    case NodeExpression: return referredValue(walk, node);
-    default: return isOperatorKind(node->kind) ? operatorValue(walk, node) : 0;
+    case NodeNumber: numberLiteral(node, out); return;
+    case NodeDate: dateLiteral(node, out); return;
+    case NodeString: out.block = stringLiteral(node); return;
+    case NodeInput: out.block = inputValue(walk, node); return;
+    case NodeFunction: out.block = functionValue(walk, node); return;
+    case NodeExpression: referredValue(walk, node, out); return;
+    default:
+        if (isOperatorKind(node->kind)) operatorValue(walk, node, out);
+        return;
     }
 }
 
-// The root's value and its data type, or 0 when nothing can be evaluated.
-void *evaluateRoot(HEC ec, HEXP exp, int *dataType) {
-    if (!ec || !exp || !exp->root) return 0;
+// The root's value and its data type; no result when nothing can be
+// evaluated.
+void evaluateRoot(HEC ec, HEXP exp, int *dataType, Value &out) {
+    if (!ec || !exp || !exp->root) return;
     *dataType = exp->root->dataType;
-    return EvalNode(ec, exp, exp->root);
+    Walk walk = {ec, exp, 0};
+    evalAt(walk, exp->root, out);
 }
 
 int isValueType(int dataType) {
@@ -338,40 +355,44 @@ int isValueType(int dataType) {
 void *EvalNode(HEC ec, HEXP current, const ExpNode *node) {
     if (!ec) return 0;
     Walk walk = {ec, current, 0};
-    return evalAt(walk, node);
+    Value value;
+    evalAt(walk, node, value);
+    return value.takeBlock();
 }
 
 extern "C" {
 
 ZEMAPI int ZEMCALL ZEMEvaluateExpression(HEC ec, HEXP exp, int32_t bufferSize, void *buffer) {
     int dataType = -1;
-    Owned value(evaluateRoot(ec, exp, &dataType));
-    if (!value.block || !buffer) return 0;
+    Value value;
+    evaluateRoot(ec, exp, &dataType, value);
+    if (!value.has() || !buffer) return 0;
     if (isValueType(dataType)) {
-        memcpy(buffer, value.block, ValueSize);
+        memcpy(buffer, value.data(), ValueSize);
         return 1;
     }
     if (dataType != ZEM_TYPE_STRING || bufferSize < 0) return 0;
-    uint32_t needed = (uint32_t)SvcStrLen((const char *)value.block) + 1;
+    uint32_t needed = (uint32_t)SvcStrLen((const char *)value.data()) + 1;
     if (bufferSize == 0) {
         memcpy(buffer, &needed, sizeof needed);  // the host's buffer need not be aligned
         return 1;
     }
-    memcpy(buffer, value.block, needed < (uint32_t)bufferSize ? needed : (uint32_t)bufferSize);
+    memcpy(buffer, value.data(), needed < (uint32_t)bufferSize ? needed : (uint32_t)bufferSize);
     return 1;
 }
 
 ZEMAPI int ZEMCALL ZEMEvaluateExpressionExt(HEC ec, HEXP exp, uint32_t *length, void **buffer) {
     int dataType = -1;
-    Owned value(evaluateRoot(ec, exp, &dataType));
-    if (!value.block || !buffer) return 0;
+    Value value;
+    evaluateRoot(ec, exp, &dataType, value);
+    if (!value.has() || !buffer) return 0;
     if (isValueType(dataType)) {
         if (!*buffer) return 0;
-        memcpy(*buffer, value.block, ValueSize);
+        memcpy(*buffer, value.data(), ValueSize);
         return 1;
     }
     if (dataType != ZEM_TYPE_STRING) return 0;
-    size_t n = SvcStrLen((const char *)value.block) + 1;
+    size_t n = SvcStrLen((const char *)value.data()) + 1;
     void *block = *buffer;
     if (!block)
         block = SvcAlloc(n + 1);
@@ -380,7 +401,7 @@ ZEMAPI int ZEMCALL ZEMEvaluateExpressionExt(HEC ec, HEXP exp, uint32_t *length, 
     if (!block) return 0;
     *buffer = block;
     if (length) *length = (uint32_t)(n & 0xFFFF);
-    memcpy(block, value.block, n);
+    memcpy(block, value.data(), n);
     return 1;
 }
 
