@@ -41,6 +41,15 @@ struct Value {
         fixed = true;
         return &inPlace;
     }
+    // Moves other's value here, dropping what was here.
+    void take(Value &other) {
+        SvcFree(block);
+        block = other.block;
+        fixed = other.fixed;
+        inPlace = other.inPlace;
+        other.block = 0;
+        other.fixed = false;
+    }
     // The value as a block of its own, for those who need one.
     void *takeBlock() {
         void *b = block;
@@ -229,12 +238,25 @@ void zeroNumber(Number *value) {
     SvcNumNullToZero(value);
 }
 
+int typeOf(const void *node) { return node ? child(node)->dataType : -1; }
+
+// The operator code of a node that does + - * / on two Numbers, else -1.
+int arithmeticCode(const ExpNode *node) {
+    if (!node || node->dataType != ZEM_TYPE_NUMBER) return -1;
+    switch (node->kind) {
+    case '+': return OP_PLUS;
+    case '-': return typeOf(node->left) == ZEM_TYPE_NUMBER ? OP_MINUS : -1;
+    case '*': return OP_MULTIPLY;
+    case '/': return OP_DIVIDE;
+    default: return -1;
+    }
+}
+
 // + - * / on two Numbers: a host's callback in the operator's Number slot
 // takes the operands exactly as they came; else a null operand counts as
 // zero, and a division with a zero on either side gives zero.
-void numberArithmetic(const Walk &walk, const ExpNode *node, int code, Value &out) {
-    Value left, right;
-    if (!evalOperands(walk, node, left, right)) return;
+void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
+    if (!left.has() || !right.has()) return;
     Number *result = out.place();
     ZEMOperatorCallback hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER];
     if (hostOperator) {
@@ -256,6 +278,32 @@ void numberArithmetic(const Walk &walk, const ExpNode *node, int code, Value &ou
             SvcNumDiv(result, a, b);
         break;
     }
+}
+
+// A left-leaning run of arithmetic such as a+b+c+... is taken down its left
+// edge a chunk of nodes at a time rather than one call deep per node: the
+// same order of evaluation and the same depth rule, far less stack. Node i of
+// a chunk is walked at depth walk.depth + i; one past the limit is left to
+// evalAt, which gives it no result.
+enum { RunChunk = 16 };
+
+void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
+    const ExpNode *run[RunChunk];
+    int n = 0;
+    for (; n < RunChunk && arithmeticCode(node) >= 0 && walk.depth + n <= kMaxDepth; n++) {
+        run[n] = node;
+        node = child(node->left);
+    }
+    Walk at = {walk.ec, walk.current, walk.depth + n - 1};
+    Value sum;
+    evalAt(at, node, sum);
+    for (; n > 0; n--, at.depth--) {
+        Value right, result;
+        evalAt(at, child(run[n - 1]->right), right);
+        arithmetic(at, arithmeticCode(run[n - 1]), sum, right, result);
+        sum.take(result);
+    }
+    out.take(sum);
 }
 
 // date + n and date - n, with the unit in the node's flags (0 is a day).
@@ -285,8 +333,6 @@ void concatenation(const Walk &walk, const ExpNode *node, Value &out) {
     out.block = result;
 }
 
-int typeOf(const void *node) { return node ? child(node)->dataType : -1; }
-
 // The rule of an operator node by its kind and data type. A combination
 // without a rule (%, arithmetic on texts and keywords, date minus text)
 // evaluates nothing and gives no result.
@@ -294,23 +340,23 @@ void operatorValue(const Walk &walk, const ExpNode *node, Value &out) {
     int type = node->dataType;
     switch (node->kind) {
     case '+':
-        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_PLUS, out);
+        if (type == ZEM_TYPE_NUMBER) arithmeticRun(walk, node, out);
         if (type == ZEM_TYPE_DATETIME) dateArithmetic(walk, node, '+', out);
         return;
     case '-':
         if (type == ZEM_TYPE_DATETIME) dateArithmetic(walk, node, '-', out);
         if (type != ZEM_TYPE_NUMBER) return;
         if (typeOf(node->left) == ZEM_TYPE_NUMBER)
-            numberArithmetic(walk, node, OP_MINUS, out);
+            arithmeticRun(walk, node, out);
         else if (typeOf(node->left) == ZEM_TYPE_DATETIME &&
                  typeOf(node->right) == ZEM_TYPE_DATETIME)
             dateDifference(walk, node, out);
         return;
     case '*':
-        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_MULTIPLY, out);
+        if (type == ZEM_TYPE_NUMBER) arithmeticRun(walk, node, out);
         return;
     case '/':
-        if (type == ZEM_TYPE_NUMBER) numberArithmetic(walk, node, OP_DIVIDE, out);
+        if (type == ZEM_TYPE_NUMBER) arithmeticRun(walk, node, out);
         return;
     case '|':
         if (type == ZEM_TYPE_STRING) concatenation(walk, node, out);

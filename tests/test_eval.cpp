@@ -4,6 +4,7 @@
 // argument vectors, the depth bound, and allocation failures.
 #include <string.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -635,6 +636,37 @@ TEST(EvalDepth, DeepChainsFailInsteadOfExhaustingTheStack) {
         }
     }
     EXPECT_EQ(0, ZEMEvaluateExpression(h.ec, last, 25, &out));
+}
+
+// At the bound exactly, along a long left-leaning run of additions and
+// subtractions: node i is walked at level i + 1 and the first operand at
+// level n + 1. Past the bound the deep part gives nothing, and every right
+// operand within it is still asked for.
+TEST(EvalDepth, TheBoundHoldsExactlyAlongALongRun) {
+    const int bound = 1000;
+    LeakCheck leaks;
+    Host h;
+    h.input("X", ZEM_TYPE_NUMBER, "3");
+    for (int n : {bound - 2, bound - 1, bound, bound + 1}) {
+        std::string text = "X";
+        long value = 3;
+        for (int i = 0; i < n; i++) {
+            bool plus = i % 3 != 1;
+            text += plus ? " + X" : " - X";
+            value += plus ? 3 : -3;
+        }
+        HEXP exp = h.parse(text.c_str());
+        gInputCalls.clear();
+        Number out = {};
+        int result = ZEMEvaluateExpression(h.ec, exp, 25, &out);
+        bool fits = n + 1 <= bound;
+        EXPECT_EQ(fits ? 1 : 0, result) << n;
+        if (fits) {
+            EXPECT_TRUE(isNumber(out, std::to_string(value).c_str())) << n;
+        }
+        size_t asked = (size_t)std::min(n, bound - 1) + (fits ? 1 : 0);
+        EXPECT_EQ(asked, gInputCalls.size()) << n;
+    }
 }
 
 // ---- Allocation failures
