@@ -93,6 +93,7 @@ for args in "" "Price=12.5 Qty=3 Due:date=1/31/2001 Price*Qty/7 Due+1 NumberToSt
     cmp build/charops/zem-linux.txt build/charops/zem-windows.txt
     echo "zem $(echo $args | cut -c1-30)...: the same $(wc -l <build/charops/zem-linux.txt) lines"
 done
+stage "Install, packages and examples"; sh tools/check-install.sh build/x64 build/win64 build/win32
 wineserver -k 2>/dev/null || true
 stage ""
 echo "== time: all $(($(date +%s) - started)) s"
