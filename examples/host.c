@@ -77,28 +77,21 @@ static int32_t ZEMCALL showError(HZEMWND parent, const char *text, const ExpErro
     return 1;
 }
 
-/* The item records are the host's; the context copies them. ExpItem has
- * room for one parameter, enough for both. */
-static void addPrice(HEC ec) {
+/* An item record is the host's; the context copies it. Both items here are
+ * Numbers, and the function Tax takes one Number (ExpItem has room for one
+ * parameter). */
+static void addItem(HEC ec, int kind, const char *name, const char *functionName) {
     ExpItem item;
     memset(&item, 0, sizeof item);
-    item.kind = ZEM_ITEM_INPUT;
+    item.kind = (int16_t)kind;
     item.dataType = ZEM_TYPE_NUMBER;
-    item.functionName = "price";
-    strcpy(item.name, "Price");
-    ZEMAddExpressionItem(ec, &item);
-}
-
-static void addTax(HEC ec) {
-    ExpItem item;
-    memset(&item, 0, sizeof item);
-    item.kind = ZEM_ITEM_FUNCTION;
-    item.dataType = ZEM_TYPE_NUMBER;
-    item.functionName = "tax";
-    strcpy(item.name, "Tax");
-    item.paramCount = 1;
-    item.required = 1;
-    item.params[0].type = ZEM_TYPE_NUMBER;
+    item.functionName = functionName;
+    strcpy(item.name, name);
+    if (kind == ZEM_ITEM_FUNCTION) {
+        item.paramCount = 1;
+        item.required = 1;
+        item.params[0].type = ZEM_TYPE_NUMBER;
+    }
     ZEMAddExpressionItem(ec, &item);
 }
 
@@ -108,7 +101,7 @@ static HEC newContext(void) {
     HEC ec = ZEMCreateEC(0, resolve, 0, 0);
     if (ec) {
         FUNDefineFunctions(ec);
-        addTax(ec);
+        addItem(ec, ZEM_ITEM_FUNCTION, "Tax", "tax");
     }
     return ec;
 }
@@ -160,7 +153,7 @@ int main(void) {
     ZEMSetErrorDisplayHook(showError);
     ec = newContext();
     if (!ec) return 1;
-    addPrice(ec);
+    addItem(ec, ZEM_ITEM_INPUT, "Price", "price");
 
     total = parse(ec, "Price * 3 + Tax(Price * 3)", "Total");
     if (!total) return 1;
