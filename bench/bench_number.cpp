@@ -1,6 +1,7 @@
 // The decimal Number services: arithmetic on everyday values (10 to 20
-// digits) and on full 40-digit values, reading literals, and decoding a
-// value back to text.
+// digits), on 34-digit values (the ones bench/py_decimal.py times with
+// Python's decimal module) and on full 40-digit values, reading literals,
+// and decoding a value back to text.
 #include <benchmark/benchmark.h>
 #include <string.h>
 
@@ -21,6 +22,10 @@ const char *const SHORT[] = {"12345678.90", "-98765.4321", "1234567890.123456", 
 const char *const LONG[] = {"1234567890.123456789012345678901234567891", "-0.9876543210987654321098765432109876543219",
                             "3.141592653589793238462643383279502884197", "2718281828459045235360287471352662497.757",
                             "-1.414213562373095048801688724209698078570", "0.5772156649015328606065120900824024310422"};
+// Keep in step with OPERANDS in bench/py_decimal.py.
+const char *const MID[] = {"1234567890.123456789012345678901234", "-0.9876543210987654321098765432109876",
+                           "3.141592653589793238462643383279503", "271828182845904523536028747135266.2",
+                           "-1.414213562373095048801688724209698", "0.5772156649015328606065120900824024"};
 enum { COUNT = sizeof SHORT / sizeof SHORT[0] };
 
 template <typename Op>
@@ -37,6 +42,12 @@ void runOp(benchmark::State &state, const char *const *texts, Op op) {
 
 void BM_AddShort(benchmark::State &s) { runOp(s, SHORT, SvcNumAdd); }
 void BM_AddLong(benchmark::State &s) { runOp(s, LONG, SvcNumAdd); }
+void BM_Add34(benchmark::State &s) { runOp(s, MID, SvcNumAdd); }
+void BM_Mul34(benchmark::State &s) { runOp(s, MID, SvcNumMul); }
+void BM_Div34(benchmark::State &s) { runOp(s, MID, SvcNumDiv); }
+void BM_Compare34(benchmark::State &s) {
+    runOp(s, MID, [](Number *r, const Number *a, const Number *b) { r->bytes[0] = (unsigned char)SvcNumCompare(a, b); });
+}
 void BM_MulShort(benchmark::State &s) { runOp(s, SHORT, SvcNumMul); }
 void BM_MulLong(benchmark::State &s) { runOp(s, LONG, SvcNumMul); }
 void BM_DivShort(benchmark::State &s) { runOp(s, SHORT, SvcNumDiv); }
@@ -95,6 +106,10 @@ void BM_DecodeToText(benchmark::State &state) {
 
 BENCHMARK(BM_AddShort);
 BENCHMARK(BM_AddLong);
+BENCHMARK(BM_Add34);
+BENCHMARK(BM_Mul34);
+BENCHMARK(BM_Div34);
+BENCHMARK(BM_Compare34);
 BENCHMARK(BM_MulShort);
 BENCHMARK(BM_MulLong);
 BENCHMARK(BM_DivShort);

@@ -1,6 +1,6 @@
-// Number values: the packed form inside the 25 bytes, and the operations
-// that need no arithmetic beyond digit handling (compare, sign, rounding to
-// places).
+// Number values: the packed form inside the 25 bytes, its unpacking into
+// whole coefficients and the packing back with rounding, and the operations
+// that need no arithmetic beyond that (compare, sign, rounding to places).
 //
 // Behind the length byte a value that is not null holds:
 //   byte 1      1 for a negative number, else 0
@@ -34,6 +34,8 @@ enum {
     PLACES_LIMIT = 1000,
 };
 
+const uint32_t POW10[NUM_LIMB_DIGITS] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
+
 void setNull(Number *value) { memset(value, 0, sizeof *value); }
 
 void setZero(Number *value) {
@@ -41,61 +43,144 @@ void setZero(Number *value) {
     value->bytes[0] = DIGIT_BYTE - 1;
 }
 
-// Rounds digits[0..count) to NUM_PRECISION digits half-even, into kept.
-// Gives the count kept and adds the digits dropped to *exponent.
-int roundToPrecision(const char *digits, int count, char *kept, long long *exponent) {
-    memcpy(kept, digits, NUM_PRECISION);
-    *exponent += count - NUM_PRECISION;
-    char guard = digits[NUM_PRECISION];
-    bool up = guard > '5';
-    if (guard == '5') {
-        bool rest = false;
-        for (int i = NUM_PRECISION + 1; i < count && !rest; i++) rest = digits[i] != '0';
-        up = rest || ((digits[NUM_PRECISION - 1] - '0') & 1);
+// A whole number of exactly NUM_PRECISION digits fills WINDOW limbs, each
+// four digit bytes.
+enum { WINDOW = NUM_PRECISION / NUM_LIMB_DIGITS };
+
+// Brings w (not zero) to exactly NUM_PRECISION digits: multiplied by a
+// power of ten, or divided by one with the dropped digits rounded half-even.
+// Gives the power of ten the digits moved down by, negative for up.
+int toWindow(NumWide *w) {
+    int shift = NumCountDigits(w) - NUM_PRECISION;
+    if (shift <= 0) {
+        NumShiftUp(w, -shift);
+        return shift;
     }
-    if (!up) return NUM_PRECISION;
-    for (int i = NUM_PRECISION - 1; i >= 0; i--) {
-        if (kept[i] != '9') {
-            kept[i]++;
-            return NUM_PRECISION;
-        }
-        kept[i] = '0';
+    // Up to a whole number of limbs too many, then drop those limbs.
+    int up = (NUM_LIMB_DIGITS - shift % NUM_LIMB_DIGITS) % NUM_LIMB_DIGITS;
+    if (up) NumMulSmall(w, POW10[up]);
+    int drop = (shift + up) / NUM_LIMB_DIGITS;
+    // The dropped limbs against one half of the last digit kept: the
+    // highest of them, and whether anything is left below it.
+    uint32_t guard = w->limb[drop - 1];
+    bool rest = false;
+    for (int i = 0; i < drop - 1 && !rest; i++) rest = w->limb[i] != 0;
+    for (int i = 0; i < WINDOW; i++) w->limb[i] = w->limb[i + drop];
+    w->n = WINDOW;
+    const uint32_t half = NUM_LIMB_BASE / 2;
+    if (guard < half || (guard == half && !rest && !(w->limb[0] & 1))) return shift;
+    for (int i = 0; i < WINDOW; i++) {
+        if (++w->limb[i] < NUM_LIMB_BASE) return shift;
+        w->limb[i] = 0;
     }
-    // All nines became a one followed by zeros.
-    kept[0] = '1';
-    *exponent += NUM_PRECISION;
-    return 1;
+    // All nines went up to 10^NUM_PRECISION: one digit more.
+    w->limb[WINDOW - 1] = NUM_LIMB_BASE / 10;
+    return shift + 1;
 }
 
-void pack(Number *value, int negative, const char *digits, int count, int exponent) {
-    unsigned char *b = value->bytes;
-    memset(b, 0, sizeof value->bytes);
-    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
-    b[SIGN_BYTE] = negative ? 1 : 0;
-    b[COUNT_BYTE] = (unsigned char)count;
-    b[EXPONENT_BYTE] = (unsigned char)(exponent & 0xFF);
-    b[EXPONENT_BYTE + 1] = (unsigned char)((exponent >> 8) & 0xFF);
-    for (int i = 0; i < count; i++) {
-        int d = digits[i] - '0';
-        b[DIGIT_BYTE + i / 2] |= (unsigned char)(i % 2 == 0 ? d << 4 : d);
-    }
+// Words read from or written to digit bytes, the first byte the highest.
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+uint64_t bigEndian64(uint64_t x) { return x; }
+uint32_t bigEndian32(uint32_t x) { return x; }
+#else
+uint64_t bigEndian64(uint64_t x) { return __builtin_bswap64(x); }
+uint32_t bigEndian32(uint32_t x) { return __builtin_bswap32(x); }
+#endif
+
+// A limb as its eight digits in BCD, the first two in the highest byte.
+// The divisions work on several parts of one word at once: each part is
+// far enough from the next that no product spills into it.
+uint32_t limbToBcd(uint32_t v) {
+    uint32_t high = v / 10000;
+    uint64_t x = (uint64_t)high << 32 | (v - high * 10000);  // two parts of 0 to 9999
+    uint64_t hundreds = (x * 5243 >> 19) & 0x0000007F0000007Full;
+    x = x - hundreds * 100;
+    // Four parts of 0 to 99, 16 bits apart, the highest digits lowest.
+    x = (hundreds >> 32) | (x >> 32) << 16 | (hundreds & 0xFF) << 32 | (x & 0xFF) << 48;
+    uint64_t tens = (x * 103 >> 10) & 0x000F000F000F000Full;
+    x = tens << 4 | (x - tens * 10);
+    x = (x | x >> 8) & 0x0000FFFF0000FFFFull;
+    x = (x | x >> 16) & 0xFFFFFFFFull;
+    return __builtin_bswap32((uint32_t)x);
 }
+
+// Writes the window's digits; gives how many there are without the
+// trailing zeros.
+int packDigits(unsigned char *b, const NumWide *w) {
+    unsigned char *out = b + DIGIT_BYTE;
+    for (int i = WINDOW - 1; i >= 0; i--, out += 4) {
+        uint32_t bcd = bigEndian32(limbToBcd(w->limb[i]));
+        memcpy(out, &bcd, 4);
+    }
+    int last = NUM_PRECISION / 2 - 1;
+    while (b[DIGIT_BYTE + last] == 0) last--;
+    return 2 * last + ((b[DIGIT_BYTE + last] & 0x0F) ? 2 : 1);
+}
+
+// The two digits of a digit byte, a nibble above 9 read as 9.
+uint32_t byteValue(unsigned char byte) {
+    uint32_t high = byte >> 4, low = byte & 0x0F;
+    return (high > 9 ? 9 : high) * 10 + (low > 9 ? 9 : low);
+}
+
+// The digit bytes of a value read as one whole number of NUM_PRECISION
+// digits, the byte at index i of 20 giving digits 2i and 2i+1; digits past
+// the count read as 0.
+uint32_t windowByte(const unsigned char *b, int count, int i) {
+    int used = (count + 1) / 2;
+    if (i >= used) return 0;
+    uint32_t v = byteValue(b[DIGIT_BYTE + i]);
+    return i == used - 1 && count % 2 ? v / 10 * 10 : v;
+}
+
+// The window's digits from 16 * k on, as two limbs, the higher first,
+// into high and low. Only the digit bytes are read: the last word has four.
+void windowPair(const unsigned char *b, int count, int k, uint32_t *high, uint32_t *low) {
+    const unsigned char *p = b + DIGIT_BYTE + 8 * k;
+    uint64_t x;
+    if (k < 2) {
+        memcpy(&x, p, 8);
+        x = bigEndian64(x);
+    } else {
+        uint32_t last;
+        memcpy(&last, p, 4);
+        x = (uint64_t)bigEndian32(last) << 32;
+    }
+    int keep = count - 16 * k;
+    if (keep < 16) x &= ~0ull << 4 * (16 - keep);
+    // Bit 3 with bit 2 or bit 1: a nibble above 9.
+    if (x & (x << 1 | x << 2) & 0x8888888888888888ull) {
+        uint32_t v[2] = {0, 0};
+        for (int i = 0; i < 8; i++) v[i / 4] = v[i / 4] * 100 + windowByte(b, count, 8 * k + i);
+        *high = v[0];
+        *low = v[1];
+        return;
+    }
+    // Nibbles to bytes of 0 to 99, to quarters of 0 to 9999, to the limbs.
+    x = (x >> 4 & 0x0F0F0F0F0F0F0F0Full) * 10 + (x & 0x0F0F0F0F0F0F0F0Full);
+    x = (x >> 8 & 0x00FF00FF00FF00FFull) * 100 + (x & 0x00FF00FF00FF00FFull);
+    x = (x >> 16 & 0x0000FFFF0000FFFFull) * 10000 + (x & 0x0000FFFF0000FFFFull);
+    *high = (uint32_t)(x >> 32);
+    *low = (uint32_t)x;
+}
+
+// The window's limbs that hold digits of the count, the top one at
+// limb[n - 1]; gives n.
+int windowLimbs(const unsigned char *b, int count, uint32_t *limb) {
+    int n = (count + NUM_LIMB_DIGITS - 1) / NUM_LIMB_DIGITS;
+    uint32_t spare;
+    for (int k = 0; 16 * k < count; k++) {
+        int top = n - 1 - 2 * k;
+        windowPair(b, count, k, &limb[top], top > 0 ? &limb[top - 1] : &spare);
+    }
+    return n;
+}
+
+int countOf(const unsigned char *b) { return b[COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[COUNT_BYTE]; }
+
+int exponentOf(const unsigned char *b) { return (int16_t)(b[EXPONENT_BYTE] | b[EXPONENT_BYTE + 1] << 8); }
 
 int topOf(const NumDigits *n) { return n->exponent + n->count - 1; }
-
-// -1, 0 or 1 as |x| is below, equal to or above |y|; neither is zero.
-int compareMagnitude(const NumDigits *x, const NumDigits *y) {
-    if (topOf(x) != topOf(y)) return topOf(x) < topOf(y) ? -1 : 1;
-    int longest = x->count > y->count ? x->count : y->count;
-    for (int i = 0; i < longest; i++) {
-        char dx = i < x->count ? x->digits[i] : '0';
-        char dy = i < y->count ? y->digits[i] : '0';
-        if (dx != dy) return dx < dy ? -1 : 1;
-    }
-    return 0;
-}
-
-int signOf(const NumDigits *n) { return n->count == 0 ? 0 : n->negative ? -1 : 1; }
 
 // Keeps the digits at 10^-places and above. With roundHalf, a dropped part
 // of one half unit or more adds one unit: half away from zero, as the sign
@@ -153,34 +238,105 @@ int NumDecode(const Number *value, NumDigits *out) {
     return 1;
 }
 
+void NumTrim(NumWide *w) {
+    while (w->n > 0 && w->limb[w->n - 1] == 0) w->n--;
+}
+
+int NumCountDigits(const NumWide *w) {
+    uint32_t top = w->limb[w->n - 1];
+    int d = 1;
+    while (d < NUM_LIMB_DIGITS && top >= POW10[d]) d++;
+    return (w->n - 1) * NUM_LIMB_DIGITS + d;
+}
+
+void NumMulSmall(NumWide *w, uint32_t factor) {
+    uint64_t carry = 0;
+    for (int i = 0; i < w->n; i++) {
+        uint64_t t = (uint64_t)w->limb[i] * factor + carry;
+        w->limb[i] = (uint32_t)(t % NUM_LIMB_BASE);
+        carry = t / NUM_LIMB_BASE;
+    }
+    w->limb[w->n] = (uint32_t)carry;
+    if (carry) w->n++;
+}
+
+void NumShiftUp(NumWide *w, int k) {
+    if (w->n == 0 || k == 0) return;
+    if (k % NUM_LIMB_DIGITS) NumMulSmall(w, POW10[k % NUM_LIMB_DIGITS]);
+    int whole = k / NUM_LIMB_DIGITS;
+    if (whole == 0) return;
+    for (int i = w->n - 1; i >= 0; i--) w->limb[i + whole] = w->limb[i];
+    for (int i = 0; i < whole; i++) w->limb[i] = 0;
+    w->n += whole;
+}
+
+int NumUnpack(const Number *value, NumParts *out) {
+    const unsigned char *b = value->bytes;
+    if (b[0] == 0) return 0;
+    int count = countOf(b);
+    out->negative = count > 0 && b[SIGN_BYTE] != 0;
+    NumWide *w = &out->whole;
+    int limbs = windowLimbs(b, count, w->limb);
+    w->n = limbs;
+    NumTrim(w);
+    out->exponent = w->n ? exponentOf(b) + count - limbs * NUM_LIMB_DIGITS : 0;
+    return 1;
+}
+
+void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
+    NumTrim(w);
+    if (w->n == 0) {
+        setZero(value);
+        return;
+    }
+    exponent += toWindow(w);
+    long long top = exponent + NUM_PRECISION - 1;
+    if (top > TOP_MAX) {
+        setNull(value);
+        return;
+    }
+    if (top < TOP_MIN) {
+        setZero(value);
+        return;
+    }
+    unsigned char *b = value->bytes;
+    int count = packDigits(b, w);
+    int last = (int)top - (count - 1);
+    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
+    b[SIGN_BYTE] = negative ? 1 : 0;
+    b[COUNT_BYTE] = (unsigned char)count;
+    b[EXPONENT_BYTE] = (unsigned char)(last & 0xFF);
+    b[EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
+}
+
 void NumEncodeDigits(Number *value, int negative, const char *digits, int count, int exponent) {
     while (count > 0 && *digits == '0') {
         digits++;
         count--;
     }
-    char kept[NUM_PRECISION];
+    // Below the digit that decides the rounding only whether anything is
+    // left counts: a single unit stands for it.
     long long exp = exponent;
-    if (count > NUM_PRECISION) {
-        count = roundToPrecision(digits, count, kept, &exp);
-    } else {
-        memcpy(kept, digits, count);
+    bool sticky = false;
+    for (int i = NUM_PRECISION + 2; i < count && !sticky; i++) sticky = digits[i] != '0';
+    if (count > NUM_PRECISION + 2) {
+        exp += count - (NUM_PRECISION + 2);
+        count = NUM_PRECISION + 2;
     }
-    while (count > 0 && kept[count - 1] == '0') {
-        count--;
-        exp++;
+    NumWide w;
+    w.n = 0;
+    for (int end = count; end > 0; end -= NUM_LIMB_DIGITS) {
+        int start = end > NUM_LIMB_DIGITS ? end - NUM_LIMB_DIGITS : 0;
+        uint32_t v = 0;
+        for (int i = start; i < end; i++) v = v * 10 + (uint32_t)(digits[i] - '0');
+        w.limb[w.n++] = v;
     }
-    if (count == 0) {
-        setZero(value);
-        return;
+    if (sticky) {
+        NumShiftUp(&w, 1);
+        w.limb[0] |= 1;
+        exp--;
     }
-    long long top = exp + count - 1;
-    if (top > TOP_MAX) {
-        setNull(value);
-    } else if (top < TOP_MIN) {
-        setZero(value);
-    } else {
-        pack(value, negative, kept, count, (int)exp);
-    }
+    NumPack(value, negative, &w, exp);
 }
 
 extern "C" {
@@ -192,13 +348,22 @@ ZEMAPI void ZEMCALL SvcNumNegate(Number *value) {
 
 // A null value sorts below every other value; two nulls are equal.
 ZEMAPI int ZEMCALL SvcNumCompare(const Number *a, const Number *b) {
-    NumDigits x, y;
-    int hasX = NumDecode(a, &x), hasY = NumDecode(b, &y);
-    if (!hasX || !hasY) return hasX - hasY;
-    int sx = signOf(&x), sy = signOf(&y);
+    const unsigned char *x = a->bytes, *y = b->bytes;
+    if (x[0] == 0 || y[0] == 0) return (x[0] != 0) - (y[0] != 0);
+    int cx = countOf(x), cy = countOf(y);
+    int sx = cx == 0 ? 0 : x[SIGN_BYTE] ? -1 : 1, sy = cy == 0 ? 0 : y[SIGN_BYTE] ? -1 : 1;
     if (sx != sy) return sx < sy ? -1 : 1;
     if (sx == 0) return 0;
-    return sx * compareMagnitude(&x, &y);
+    int tx = exponentOf(x) + cx - 1, ty = exponentOf(y) + cy - 1;
+    if (tx != ty) return tx < ty ? -sx : sx;
+    // Both windows' limbs from the top, 0 past the count.
+    uint32_t lx[WINDOW] = {0}, ly[WINDOW] = {0};
+    int nx = windowLimbs(x, cx, lx), ny = windowLimbs(y, cy, ly);
+    for (int k = 0; k < WINDOW; k++) {
+        uint32_t dx = k < nx ? lx[nx - 1 - k] : 0, dy = k < ny ? ly[ny - 1 - k] : 0;
+        if (dx != dy) return dx < dy ? -sx : sx;
+    }
+    return 0;
 }
 
 // The null value is not zero.

@@ -10,7 +10,12 @@
 // The value is (negative ? -1 : 1) * digits * 10^exponent, where digits is a
 // run of count decimal digits ('0'..'9', most significant first, no leading
 // zero). count 0 is zero.
-enum { NUM_PRECISION = 40 };
+enum {
+    NUM_PRECISION = 40,
+    // The limbs of whole coefficients below.
+    NUM_LIMB_DIGITS = 8,
+    NUM_LIMBS = 14,
+};
 
 typedef struct NumDigits {
     int negative;
@@ -24,6 +29,40 @@ int NumDecode(const Number *value, NumDigits *out);
 // Builds a value, rounding half-even to NUM_PRECISION digits (count may be
 // larger when the caller has more digits). Overflow gives the null value.
 void NumEncodeDigits(Number *value, int negative, const char *digits, int count, int exponent);
+
+// ---- Numbers as whole coefficients, for the arithmetic.
+// A whole number in limbs of eight decimal digits, limb[0] the lowest; n
+// limbs in use, 0 for zero. The room covers the widest intermediate: an
+// 88-digit aligned sum, or a dividend scaled for 41 quotient digits.
+#define NUM_LIMB_BASE 100000000u
+
+typedef struct NumWide {
+    uint32_t limb[NUM_LIMBS];
+    int n;
+} NumWide;
+
+// (negative ? -1 : 1) * whole * 10^exponent.
+typedef struct NumParts {
+    int negative;
+    int exponent;
+    NumWide whole;
+} NumParts;
+
+// 0 for the null value, else 1 and the parts; zero has no limbs. The limbs
+// follow the digit bytes, so the lowest may end in zeros.
+int NumUnpack(const Number *value, NumParts *out);
+// Builds a value from whole * 10^exponent as NumEncodeDigits does. whole
+// is used up.
+void NumPack(Number *value, int negative, NumWide *whole, long long exponent);
+// Multiplies by 10^k, k >= 0; the result must fit.
+void NumShiftUp(NumWide *w, int k);
+// Multiplies by factor (below the base); limb[n] is set even when the
+// carry is 0, so one limb of room must be left.
+void NumMulSmall(NumWide *w, uint32_t factor);
+// The decimal digits of w, which is not zero.
+int NumCountDigits(const NumWide *w);
+// Drops limbs of value 0 from the top.
+void NumTrim(NumWide *w);
 
 // ---- Regional settings and the locale block of the picture conversions.
 const ZEMRegional *SvcRegional(void);  // the settings in force
