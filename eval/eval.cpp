@@ -41,6 +41,11 @@ struct Value {
         fixed = true;
         return &inPlace;
     }
+    void clear() {
+        SvcFree(block);
+        block = 0;
+        fixed = false;
+    }
     // Moves other's value here, dropping what was here.
     void take(Value &other) {
         SvcFree(block);
@@ -294,16 +299,20 @@ void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
         run[n] = node;
         node = child(node->left);
     }
+    // The partial result goes back and forth between two values, so that
+    // no step copies it.
     Walk at = {walk.ec, walk.current, walk.depth + n - 1};
-    Value sum;
-    evalAt(at, node, sum);
+    Value sums[2];
+    int sum = 0;
+    evalAt(at, node, sums[sum]);
     for (; n > 0; n--, at.depth--) {
-        Value right, result;
+        Value right;
         evalAt(at, child(run[n - 1]->right), right);
-        arithmetic(at, arithmeticCode(run[n - 1]), sum, right, result);
-        sum.take(result);
+        arithmetic(at, arithmeticCode(run[n - 1]), sums[sum], right, sums[sum ^ 1]);
+        sums[sum].clear();
+        sum ^= 1;
     }
-    out.take(sum);
+    out.take(sums[sum]);
 }
 
 // date + n and date - n, with the unit in the node's flags (0 is a day).
