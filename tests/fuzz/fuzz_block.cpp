@@ -1,0 +1,158 @@
+// Random context blocks of every version into ZEMSetECContents. Input:
+//
+//   byte 0  bit 0 code page 1252 (else 932), bit 1 a resolve callback,
+//           bits 2-3 the repair callback (none, refuse, a text of its own,
+//           the same text once), bit 4 an error callback, bit 5 load the
+//           expressions, bit 6 the built-in functions
+//   byte 1  the context's option word
+//   byte 2  bits 0-1 ReportAverage (absent, 1, 2 or no parameters), bits 2-7
+//           the subclass its first parameter asks for
+//   then    the repair text, terminated ("" for "1 + 2")
+//   then    the block to the end; its first byte is taken modulo 4
+//
+// A block that loads is written out again and must load again, with as
+// many expressions and no repair, unless it repeats a name.
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "zemi40.h"
+
+namespace {
+
+enum RepairMode { NoRepair, Refuse, OwnText, SameTextOnce };
+
+struct Setup {
+    uint8_t bits, options, average;
+};
+
+// The host's side of one load.
+struct Host {
+    RepairMode mode;
+    const char *fixed;
+    int repairs;  // calls in this load
+    std::string given;
+} gHost;
+
+void ZEMCALL dummy(void) {}
+
+volatile size_t gSink;
+
+// Names beginning with X are unknown to the host.
+ZEMProc ZEMCALL resolve(const char *name) {
+    gSink = strlen(name);
+    return name[0] == 'X' ? nullptr : dummy;
+}
+
+// Reads every byte it is given, so that a dangling text shows.
+void touch(const char *text, const ExpError *error) {
+    gSink = strlen(text) + error->code + error->start + error->length;
+}
+
+void ZEMCALL onError(HEC, const char *text, const ExpError *error) { touch(text, error); }
+
+// A correction that fails is offered again: every mode gives up in time.
+const char *ZEMCALL repairText(HEC, const char *text, const char *name, const ExpError *error) {
+    touch(text, error);
+    touch(name, error);
+    if (++gHost.repairs > 8) return nullptr;
+    switch (gHost.mode) {
+    case OwnText:
+        return gHost.fixed;
+    case SameTextOnce:
+        if (gHost.repairs > 1) return nullptr;
+        gHost.given = text;
+        return gHost.given.c_str();
+    default:
+        return nullptr;
+    }
+}
+
+void addItem(HEC ec, int kind, int type, const char *name, int params, uint16_t subclass) {
+    unsigned char buf[ZEM_EXPITEM_SIZE(2)] = {};
+    ExpItem *it = (ExpItem *)buf;
+    it->kind = (int16_t)kind;
+    it->dataType = (int16_t)type;
+    it->callback = kind == ZEM_ITEM_KEYWORD ? nullptr : dummy;
+    strcpy(it->name, name);
+    it->paramCount = (int16_t)params;
+    it->required = (uint16_t)(params > 0 ? 1 : 0);
+    for (int i = 0; i < params; i++) {
+        it->params[i].mode = i == 0;
+        it->params[i].type = (uint16_t)type;
+        it->params[i].subclass = subclass;
+    }
+    ZEMAddExpressionItem(ec, it);
+}
+
+HEC makeContext(const Setup &s, bool host) {
+    HEC ec = ZEMCreateEC(0, s.bits & 2 ? resolve : nullptr, nullptr, s.options);
+    if (!ec) return nullptr;
+    if (s.bits & 64) FUNDefineFunctions(ec);
+    static const int kAverageParams[4] = {0, 1, 2, -1};
+    if (s.average & 3)
+        addItem(ec, ZEM_ITEM_FUNCTION, 0, "ReportAverage", kAverageParams[s.average & 3],
+                (uint16_t)(s.average >> 2));
+    addItem(ec, ZEM_ITEM_FUNCTION, 2, "Label", 1, 0);
+    addItem(ec, ZEM_ITEM_KEYWORD, 300, "High", 0, 0);
+    addItem(ec, ZEM_ITEM_KEYWORD, 300, "Very Low", 0, 0);
+    if (host && (s.bits >> 2 & 3)) ZEMSetRepairCallback(ec, repairText);
+    return ec;
+}
+
+int load(HEC ec, const Setup &s, const std::vector<unsigned char> &block) {
+    gHost.repairs = 0;
+    return ZEMSetECContents(ec, (int32_t)block.size(), block.data(), s.bits >> 5 & 1,
+                            s.bits & 16 ? onError : nullptr);
+}
+
+// Whether every name finds its own expression. A block may repeat a name;
+// then what a name refers to depends on the order, which the reader changes
+// after the texts were checked, and a second load may see other references.
+bool namesUnique(HEC ec) {
+    for (int32_t i = 0; i < ZEMGetExpressionCount(ec); i++) {
+        HEXP exp = ZEMHEXPFromOrdinal(ec, i);
+        std::string name((size_t)ZEMGetExpressionNameLength(ec, exp) + 1, '\0');
+        ZEMGetExpressionName(ec, exp, (int32_t)name.size(), name.data());
+        if (ZEMHEXPFromName(ec, name.c_str()) != exp) return false;
+    }
+    return true;
+}
+
+// What the writer makes of a loaded context reads back the same.
+void roundTrip(HEC ec, const Setup &s) {
+    uint32_t size = ZEMGetECBlockSize(ec, 1);
+    std::vector<unsigned char> block(size);
+    if (ZEMGetECBlock(ec, (int32_t)size, block.data()) != size) abort();
+    HEC again = makeContext(s, false);
+    if (!again) return;
+    bool same = load(again, s, block) == 1 &&
+                ZEMGetExpressionCount(again) == ZEMGetExpressionCount(ec);
+    if (!same && namesUnique(ec)) abort();
+    ZEMDestroyEC(again);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    if (size < 5) return 0;
+    Setup s = {data[0], data[1], data[2]};
+    const uint8_t *end = (const uint8_t *)memchr(data + 3, 0, size - 3);
+    if (!end || end + 1 == data + size) return 0;
+    std::string fixed((const char *)data + 3, (size_t)(end - data - 3));
+    // An exact copy: a read past the block's end is a read past the heap block.
+    std::vector<unsigned char> block(end + 1, data + size);
+    block[0] &= 3;
+
+    ZEMSetSystemCodePage(s.bits & 1 ? 1252 : 932);
+    gHost.mode = (RepairMode)(s.bits >> 2 & 3);
+    gHost.fixed = fixed.empty() ? "1 + 2" : fixed.c_str();
+    HEC ec = makeContext(s, true);
+    if (!ec) return 0;
+    if (load(ec, s, block) == 1) roundTrip(ec, s);
+    ZEMDestroyEC(ec);
+    return 0;
+}
