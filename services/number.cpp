@@ -49,32 +49,34 @@ enum { WINDOW = NUM_PRECISION / NUM_LIMB_DIGITS };
 
 // Brings w (not zero) to exactly NUM_PRECISION digits: multiplied by a
 // power of ten, or divided by one with the dropped digits rounded half-even.
-// Gives the power of ten the digits moved down by, negative for up.
-int toWindow(NumWide *w) {
+// Gives the power of ten the digits moved down by, negative for up; the
+// digits are the WINDOW limbs from w->limb + *drop.
+int toWindow(NumWide *w, int *drop) {
     int shift = NumCountDigits(w) - NUM_PRECISION;
+    *drop = 0;
     if (shift <= 0) {
         NumShiftUp(w, -shift);
         return shift;
     }
-    // Up to a whole number of limbs too many, then drop those limbs.
+    // Up to a whole number of limbs too many, which are then left out.
     int up = (NUM_LIMB_DIGITS - shift % NUM_LIMB_DIGITS) % NUM_LIMB_DIGITS;
     if (up) NumMulSmall(w, POW10[up]);
-    int drop = (shift + up) / NUM_LIMB_DIGITS;
-    // The dropped limbs against one half of the last digit kept: the
+    int below = (shift + up) / NUM_LIMB_DIGITS;
+    *drop = below;
+    // The limbs left out against one half of the last digit kept: the
     // highest of them, and whether anything is left below it.
-    uint32_t guard = w->limb[drop - 1];
+    uint32_t guard = w->limb[below - 1];
     bool rest = false;
-    for (int i = 0; i < drop - 1 && !rest; i++) rest = w->limb[i] != 0;
-    for (int i = 0; i < WINDOW; i++) w->limb[i] = w->limb[i + drop];
-    w->n = WINDOW;
+    for (int i = 0; i < below - 1 && !rest; i++) rest = w->limb[i] != 0;
+    uint32_t *window = w->limb + below;
     const uint32_t half = NUM_LIMB_BASE / 2;
-    if (guard < half || (guard == half && !rest && !(w->limb[0] & 1))) return shift;
+    if (guard < half || (guard == half && !rest && !(window[0] & 1))) return shift;
     for (int i = 0; i < WINDOW; i++) {
-        if (++w->limb[i] < NUM_LIMB_BASE) return shift;
-        w->limb[i] = 0;
+        if (++window[i] < NUM_LIMB_BASE) return shift;
+        window[i] = 0;
     }
     // All nines went up to 10^NUM_PRECISION: one digit more.
-    w->limb[WINDOW - 1] = NUM_LIMB_BASE / 10;
+    window[WINDOW - 1] = NUM_LIMB_BASE / 10;
     return shift + 1;
 }
 
@@ -106,10 +108,10 @@ uint32_t limbToBcd(uint32_t v) {
 
 // Writes the window's digits; gives how many there are without the
 // trailing zeros.
-int packDigits(unsigned char *b, const NumWide *w) {
+int packDigits(unsigned char *b, const uint32_t *window) {
     unsigned char *out = b + DIGIT_BYTE;
     for (int i = WINDOW - 1; i >= 0; i--, out += 4) {
-        uint32_t bcd = bigEndian32(limbToBcd(w->limb[i]));
+        uint32_t bcd = bigEndian32(limbToBcd(window[i]));
         memcpy(out, &bcd, 4);
     }
     int last = NUM_PRECISION / 2 - 1;
@@ -289,7 +291,8 @@ void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
         setZero(value);
         return;
     }
-    exponent += toWindow(w);
+    int drop;
+    exponent += toWindow(w, &drop);
     long long top = exponent + NUM_PRECISION - 1;
     if (top > TOP_MAX) {
         setNull(value);
@@ -300,7 +303,7 @@ void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
         return;
     }
     unsigned char *b = value->bytes;
-    int count = packDigits(b, w);
+    int count = packDigits(b, w->limb + drop);
     int last = (int)top - (count - 1);
     b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
     b[SIGN_BYTE] = negative ? 1 : 0;
