@@ -111,7 +111,7 @@ uint32_t limbToBcd(uint32_t v) {
 int packDigits(unsigned char *b, const uint32_t *window) {
     unsigned char *out = b + DIGIT_BYTE;
     for (int i = WINDOW - 1; i >= 0; i--, out += 4) {
-        uint32_t bcd = bigEndian32(limbToBcd(window[i]));
+        uint32_t bcd = window[i] ? bigEndian32(limbToBcd(window[i])) : 0;
         memcpy(out, &bcd, 4);
     }
     int last = NUM_PRECISION / 2 - 1;
