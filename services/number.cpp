@@ -106,6 +106,16 @@ uint32_t limbToBcd(uint32_t v) {
     return __builtin_bswap32((uint32_t)x);
 }
 
+// Fills the bytes ahead of the digits.
+void writeHead(Number *value, int negative, int count, int last) {
+    unsigned char *b = value->bytes;
+    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
+    b[SIGN_BYTE] = negative ? 1 : 0;
+    b[COUNT_BYTE] = (unsigned char)count;
+    b[EXPONENT_BYTE] = (unsigned char)(last & 0xFF);
+    b[EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
+}
+
 // Writes the window's digits; gives how many there are without the
 // trailing zeros.
 int packDigits(unsigned char *b, const uint32_t *window) {
@@ -302,20 +312,33 @@ void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
         setZero(value);
         return;
     }
-    unsigned char *b = value->bytes;
-    int count = packDigits(b, w->limb + drop);
-    int last = (int)top - (count - 1);
-    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
-    b[SIGN_BYTE] = negative ? 1 : 0;
-    b[COUNT_BYTE] = (unsigned char)count;
-    b[EXPONENT_BYTE] = (unsigned char)(last & 0xFF);
-    b[EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
+    int count = packDigits(value->bytes, w->limb + drop);
+    writeHead(value, negative, count, (int)top - (count - 1));
 }
 
 void NumEncodeDigits(Number *value, int negative, const char *digits, int count, int exponent) {
     while (count > 0 && *digits == '0') {
         digits++;
         count--;
+    }
+    // Digits that need no rounding go straight into the digit bytes.
+    if (count <= NUM_PRECISION) {
+        while (count > 0 && digits[count - 1] == '0') {
+            count--;
+            exponent++;
+        }
+        long long top = (long long)exponent + count - 1;
+        if (count == 0 || top < TOP_MIN) {
+            setZero(value);
+        } else if (top > TOP_MAX) {
+            setNull(value);
+        } else {
+            memset(value->bytes + DIGIT_BYTE, 0, NUM_PRECISION / 2);
+            for (int i = 0; i < count; i++)
+                value->bytes[DIGIT_BYTE + i / 2] |= (unsigned char)((digits[i] - '0') << (i % 2 ? 0 : 4));
+            writeHead(value, negative, count, exponent);
+        }
+        return;
     }
     // Below the digit that decides the rounding only whether anything is
     // left counts: a single unit stands for it.
