@@ -121,12 +121,13 @@ void Changes::step() {
     }
 }
 
-// The same context read back from its block.
+// The input items of a context read back from its block. Its texts are
+// left out: one that named a function would open the repair dialog.
 HEC throughBlock(HEC ec) {
     HEC back = ZEMCreateEC(0, 0, 0, 0);
     std::vector<char> block(ZEMGetECBlockSize(ec, 1));
     ZEMGetECBlock(ec, (int32_t)block.size(), block.data());
-    ZEMSetECContents(back, (int32_t)block.size(), block.data(), 1, nullptr);
+    ZEMSetECContents(back, (int32_t)block.size(), block.data(), 0, nullptr);
     return back;
 }
 
