@@ -215,7 +215,7 @@ void *nameFind(EC *ec, int kind, const char *name, NameTest test, const void *ex
     HARRAY store = ec && knownKind(kind) ? nameStore(ec, kind) : 0;
     if (!store || !name) return 0;
     NameIndex *x = currentIndex(ec, kind, store);
-    uint32_t hash = nameHash(name);
+    uint32_t hash = x ? nameHash(name) : 0;
 #ifdef _WIN32
     if (hash == kShared) x = 0;
 #endif
