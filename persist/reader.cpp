@@ -239,6 +239,10 @@ Outcome parseRecord(Load *L, char *text, int32_t slot, uint32_t *owned) {
     ThreadBlock *tb = threadBlock();
     ExpError error = {0, 0, 0};
     uint16_t type = 0;
+    if (nameTaken(L->ec, nameBehind(text), &error)) {
+        report(L, text, &error);
+        return Failed;
+    }
     HEXP exp = ZEMParseString(L->ec, text, nameBehind(text), &error, &type);
     if (!exp && error.code == ERR_FUNC && tb &&
         nameIsPending(text, tb->pendingList, &error, tb->pendingCount)) {
@@ -282,6 +286,12 @@ bool retryPass(Load *L) {
 }
 
 }  // namespace
+
+bool nameTaken(HEC ec, const char *name, ExpError *error) {
+    if (!*name || ZEMIsExpNameUnique(ec, 0, name)) return false;
+    SetError(error, ERR_DUPNAME, 0, 0);
+    return true;
+}
 
 bool recordsInside(const Load *L, int32_t count) {
     for (int32_t i = 0, at = L->pos; i < count; i++) {

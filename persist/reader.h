@@ -51,6 +51,11 @@ bool readHeader(Load *L, unsigned tag, int32_t *count);
 // inside the block from the position on.
 bool recordsInside(const Load *L, int32_t count);
 
+// Whether a stored expression already has the name: a damaged block can
+// repeat one, and names that find another expression than the one they
+// were checked against could close a circle. Sets the error.
+bool nameTaken(HEC ec, const char *name, ExpError *error);
+
 // The older versions' own steps (persist/reader_old.cpp).
 void skipOldFunctions(Load *L);
 void stampSubclass(Load *L);

@@ -72,7 +72,8 @@ bool parseOldRecord(Load *L, const char *text, const char *name) {
         }
     }
     if (L->clashSeen && !rewritten) error.code = ERR_MEMORY;
-    else exp = ZEMParseString(L->ec, rewritten ? rewritten : text, name, &error, &type);
+    else if (!nameTaken(L->ec, name, &error))
+        exp = ZEMParseString(L->ec, rewritten ? rewritten : text, name, &error, &type);
     SvcFree(rewritten);
     if (!exp && L->errorCallback) L->errorCallback(L->ec, text, &error);
     return exp != 0;

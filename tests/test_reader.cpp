@@ -174,6 +174,12 @@ TEST(Reader, ShapesOfOlderBlocks) {
         {"version 1: no forward reference", Block(1).names().word(252).word(2)
                                .expression("Next() + 1", "First").expression("1", "Next").b, 0, 0, 0,
          {"Next() + 1:103"}},
+        {"version 1: a name repeated", Block(1).names().word(252).word(2).expression("1", "A")
+                               .expression("2", "A").b, 0, 0, 1, {"2:126"}},
+        // Loaded, the repeated names would leave A and B naming each other.
+        {"version 2: names repeated", Block(2).names().word(252).word(4).expression("B() + 1", "A")
+                               .expression("A() + 2", "B").expression("5", "A").expression("6", "B").b,
+         0, 0, 2, {"B() + 1:126"}},
         {"version 2: forward reference", Block(2).names().word(252).word(2)
                                .expression("Next() + 1", "First").expression("1", "Next").b, 1, 0, 2},
     };
