@@ -5,6 +5,7 @@
 // one back to the block reader.
 #include <string.h>
 
+#include <algorithm>
 #include <initializer_list>
 
 #include "builder/internal.h"
@@ -210,6 +211,13 @@ int nameIsPending(const char *text, const void *pendingList, const ExpError *err
     if (n > 0 && span[n - 1] == '(') n--;
     while (n > 0 && (span[n - 1] == ' ' || span[n - 1] == '\t')) n--;
     span[n] = 0;
+    ThreadBlock *tb = threadBlock();
+    if (tb && tb->pendingNames && tb->pendingList == pendingList && tb->pendingCount == pendingCount) {
+        auto less = [](const char *a, const char *b) { return strcmp(a, b) < 0; };
+        const char **end = tb->pendingNames + pendingCount;
+        const char **at = std::lower_bound(tb->pendingNames, end, (const char *)span, less);
+        return at != end && strcmp(*at, span) == 0;
+    }
     // Each record of the block: its text, then its name, both terminated.
     const char *record = (const char *)pendingList;
     for (int32_t i = 0; i < pendingCount; i++) {

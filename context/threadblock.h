@@ -15,6 +15,7 @@ struct ThreadBlock {
     char *repairName;
     void *pendingList;
     int32_t pendingCount;
+    const char **pendingNames;  // the records' names in byte order while a load reads them, or 0
     void *repairResult;
     WNDPROC viewEditProc;
     WNDPROC sideDialogProc;

@@ -6,6 +6,8 @@
 // What was read before a failure stays in the context.
 #include <string.h>
 
+#include <algorithm>
+
 #include "builder/internal.h"
 #include "context/items.h"
 #include "errors/errors.h"
@@ -305,6 +307,21 @@ bool recordsInside(const Load *L, int32_t count) {
 
 namespace {
 
+// The records' names in byte order, so that the forward reference test
+// need not walk the block for every text that waits. Without memory for
+// it the test walks.
+void sortPendingNames(ThreadBlock *tb) {
+    tb->pendingNames = (const char **)SvcAlloc(sizeof(char *) * (size_t)tb->pendingCount);
+    if (!tb->pendingNames) return;
+    const char *record = (const char *)tb->pendingList;
+    for (int32_t i = 0; i < tb->pendingCount; i++) {
+        tb->pendingNames[i] = nameBehind(record);
+        record = nameBehind(tb->pendingNames[i]);
+    }
+    std::sort(tb->pendingNames, tb->pendingNames + tb->pendingCount,
+              [](const char *a, const char *b) { return strcmp(a, b) < 0; });
+}
+
 void readExpressions(Load *L) {
     int32_t count = 0;
     readHeader(L, BLOCK_TAG_EXPRESSIONS, &count);
@@ -318,6 +335,7 @@ void readExpressions(Load *L) {
     char *record = (char *)L->block + L->pos;
     tb->pendingList = record;
     tb->pendingCount = count;
+    sortPendingNames(tb);
     for (int32_t i = 0; i < count && L->ok; i++) {
         uint32_t owned = 0;
         char *text = record;
@@ -334,6 +352,8 @@ void readExpressions(Load *L) {
         if (L->ok && !progress && L->postponed) L->ok = false;
     }
     if (L->postponed) freeEntries(L->postponed), L->postponed = 0;
+    SvcFree(tb->pendingNames);
+    tb->pendingNames = 0;
     // Postponed expressions joined the store late: the block's order back.
     HARRAY store = L->ec->expressions;
     if (reordered && store && (int32_t)SvcArrayCount(store) == count) {
