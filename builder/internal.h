@@ -71,6 +71,10 @@ void insertButtonText(HWND dialog, int id);
 // for it: the text and the name go back to the reader in one block. 1 when
 // it waits, 0 when it is no such text, -1 when memory ran out.
 int deferRepair(ThreadBlock *tb, const char *text, const char *name);
+// Keeps the names of the block's records in byte order in the thread block
+// while a load reads them, so that nameIsPending searches instead of
+// walking the block for every waiting text. Without memory for them it walks.
+void sortPendingNames(ThreadBlock *tb);
 HEXP builderSave(HWND dialog);
 int builderAskSave(HWND dialog);
 void builderDelete(HWND dialog);

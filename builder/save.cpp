@@ -197,6 +197,21 @@ int deferRepair(ThreadBlock *tb, const char *text, const char *name) {
     return 1;
 }
 
+namespace {
+bool nameBefore(const char *a, const char *b) { return strcmp(a, b) < 0; }
+}  // namespace
+
+void sortPendingNames(ThreadBlock *tb) {
+    tb->pendingNames = (const char **)SvcAlloc(sizeof(char *) * (size_t)tb->pendingCount);
+    if (!tb->pendingNames) return;
+    const char *record = (const char *)tb->pendingList;
+    for (int32_t i = 0; i < tb->pendingCount; i++) {
+        tb->pendingNames[i] = record + strlen(record) + 1;
+        record = tb->pendingNames[i] + strlen(tb->pendingNames[i]) + 1;
+    }
+    std::sort(tb->pendingNames, tb->pendingNames + tb->pendingCount, nameBefore);
+}
+
 int nameIsPending(const char *text, const void *pendingList, const ExpError *error,
                   int32_t pendingCount) {
     if (!text || !pendingList || !error) return 0;
@@ -213,9 +228,8 @@ int nameIsPending(const char *text, const void *pendingList, const ExpError *err
     span[n] = 0;
     ThreadBlock *tb = threadBlock();
     if (tb && tb->pendingNames && tb->pendingList == pendingList && tb->pendingCount == pendingCount) {
-        auto less = [](const char *a, const char *b) { return strcmp(a, b) < 0; };
         const char **end = tb->pendingNames + pendingCount;
-        const char **at = std::lower_bound(tb->pendingNames, end, (const char *)span, less);
+        const char **at = std::lower_bound(tb->pendingNames, end, (const char *)span, nameBefore);
         return at != end && strcmp(*at, span) == 0;
     }
     // Each record of the block: its text, then its name, both terminated.

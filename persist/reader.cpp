@@ -6,8 +6,6 @@
 // What was read before a failure stays in the context.
 #include <string.h>
 
-#include <algorithm>
-
 #include "builder/internal.h"
 #include "context/items.h"
 #include "errors/errors.h"
@@ -306,21 +304,6 @@ bool recordsInside(const Load *L, int32_t count) {
 }
 
 namespace {
-
-// The records' names in byte order, so that the forward reference test
-// need not walk the block for every text that waits. Without memory for
-// it the test walks.
-void sortPendingNames(ThreadBlock *tb) {
-    tb->pendingNames = (const char **)SvcAlloc(sizeof(char *) * (size_t)tb->pendingCount);
-    if (!tb->pendingNames) return;
-    const char *record = (const char *)tb->pendingList;
-    for (int32_t i = 0; i < tb->pendingCount; i++) {
-        tb->pendingNames[i] = nameBehind(record);
-        record = nameBehind(tb->pendingNames[i]);
-    }
-    std::sort(tb->pendingNames, tb->pendingNames + tb->pendingCount,
-              [](const char *a, const char *b) { return strcmp(a, b) < 0; });
-}
 
 void readExpressions(Load *L) {
     int32_t count = 0;

@@ -39,7 +39,7 @@ void skipOldFunctions(Load *L) {
 // parameter. Without that function, or without a descriptor, they keep what
 // they have.
 void stampSubclass(Load *L) {
-    ExpItem *average = itemFind(L->ec->functions, "ReportAverage");
+    ExpItem *average = itemLookup(L->ec, ZEM_ITEM_FUNCTION, "ReportAverage");
     HARRAY store = L->ec->inputItems;
     if (!average || average->paramCount == 0 || !store) return;
     ExpItem **items = (ExpItem **)SvcArrayLock(store, 0);
