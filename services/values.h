@@ -63,6 +63,11 @@ void NumMulSmall(NumWide *w, uint32_t factor);
 int NumCountDigits(const NumWide *w);
 // Drops limbs of value 0 from the top.
 void NumTrim(NumWide *w);
+// The operations on short operands with short exact results; false when
+// the general path must do it, leaving result alone.
+bool NumShortAdd(Number *result, const Number *left, const Number *right, bool subtracting);
+bool NumShortMul(Number *result, const Number *left, const Number *right);
+bool NumShortDiv(Number *result, const Number *left, const Number *right);
 
 // ---- Regional settings and the locale block of the picture conversions.
 const ZEMRegional *SvcRegional(void);  // the settings in force
