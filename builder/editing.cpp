@@ -183,7 +183,7 @@ void insertFromList(HWND list) {
     insert.add(name.bytes);
     const ExpItem *function = 0;
     if (id == ID_FUNCTIONS) {
-        function = tb->context ? itemFind(tb->context->functions, name.bytes) : 0;
+        function = tb->context ? itemLookup(tb->context, ZEM_ITEM_FUNCTION, name.bytes) : 0;
         if (function) appendFunctionTemplate(&insert, function, tb);
     } else if (id == ID_EXPRESSIONS) {
         HEXP exp = ZEMHEXPFromName(tb->context, name.bytes);

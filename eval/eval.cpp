@@ -142,7 +142,7 @@ void *stringLiteral(const ExpNode *node) {
 void *inputValue(const Walk &walk, const ExpNode *node) {
     int size = sizeForType(node->dataType);
     const char *name = (const char *)node->left;
-    ExpItem *item = size && name ? itemFind(walk.ec->inputItems, name) : 0;
+    ExpItem *item = size && name ? itemLookup(walk.ec, ZEM_ITEM_INPUT, name) : 0;
     if (!item || !item->callback) return 0;
     void *value = SvcAlloc((size_t)size);
     if (!value) return 0;
@@ -209,7 +209,7 @@ void **buildArguments(const Walk &walk, const ExpItem *item, HARRAY list, int co
 void *functionValue(const Walk &walk, const ExpNode *node) {
     int size = sizeForType(node->dataType);
     const char *name = (const char *)node->left;
-    ExpItem *item = size && name ? itemFind(walk.ec->functions, name) : 0;
+    ExpItem *item = size && name ? itemLookup(walk.ec, ZEM_ITEM_FUNCTION, name) : 0;
     if (!item || !item->callback) return 0;
     HARRAY list = nodeList(node);
     int count = item->paramCount > 0 ? item->paramCount : 0;

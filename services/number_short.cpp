@@ -41,10 +41,32 @@ struct Short {
     bool negative;
 };
 
+// From the bit length: 1233 / 4096 is just above log10(2).
 int digitsOf(uint64_t x) {
-    int d = 0;
-    while (d < 20 && x >= POW10[d]) d++;
-    return d;
+    if (x == 0) return 0;
+    int d = (64 - __builtin_clzll(x)) * 1233 >> 12;
+    return d + (d < 20 && x >= POW10[d]);
+}
+
+// Takes the trailing zero digits off x (not zero), in halving steps; each
+// step divides by a constant, which costs no division instruction.
+template <int STEP>
+uint64_t dropStep(uint64_t x, long long *exponent) {
+    constexpr uint64_t power = STEP == 16 ? 10000000000000000ull : STEP == 8 ? 100000000ull
+                               : STEP == 4 ? 10000ull : STEP == 2 ? 100ull : 10ull;
+    while (x % power == 0) {
+        x /= power;
+        *exponent += STEP;
+    }
+    return x;
+}
+
+uint64_t dropZeros(uint64_t x, long long *exponent) {
+    x = dropStep<16>(x, exponent);
+    x = dropStep<8>(x, exponent);
+    x = dropStep<4>(x, exponent);
+    x = dropStep<2>(x, exponent);
+    return dropStep<1>(x, exponent);
 }
 
 uint64_t bigEndian64(uint64_t x) {
@@ -114,10 +136,7 @@ bool writeShort(Number *value, bool negative, uint64_t coefficient, long long ex
         setZero(value);
         return true;
     }
-    while (coefficient % 10 == 0) {
-        coefficient /= 10;
-        exponent++;
-    }
+    coefficient = dropZeros(coefficient, &exponent);
     int count = digitsOf(coefficient);
     if (count > SHORT_DIGITS) return false;
     long long top = exponent + count - 1;
