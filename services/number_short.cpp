@@ -136,7 +136,7 @@ bool writeShort(Number *value, bool negative, uint64_t coefficient, long long ex
         setZero(value);
         return true;
     }
-    coefficient = dropZeros(coefficient, &exponent);
+    if (coefficient % 10 == 0) coefficient = dropZeros(coefficient, &exponent);
     int count = digitsOf(coefficient);
     if (count > SHORT_DIGITS) return false;
     long long top = exponent + count - 1;
