@@ -146,8 +146,10 @@ bool writeShort(Number *value, bool negative, uint64_t coefficient, long long ex
         setZero(value);
         return true;
     }
-    uint32_t high = (uint32_t)(coefficient / 100000000u), low = (uint32_t)(coefficient % 100000000u);
-    uint64_t bcd = ((uint64_t)bcdOf8(high) << 32 | bcdOf8(low)) << 4 * (SHORT_DIGITS - count);
+    uint64_t bcd = count <= 8 ? bcdOf8((uint32_t)coefficient)
+                              : (uint64_t)bcdOf8((uint32_t)(coefficient / 100000000u)) << 32 |
+                                    bcdOf8((uint32_t)(coefficient % 100000000u));
+    bcd <<= 4 * (SHORT_DIGITS - count);
     bcd = bigEndian64(bcd);
     unsigned char *b = value->bytes;
     memcpy(b + DIGIT_BYTE, &bcd, 8);
