@@ -57,10 +57,8 @@ void dumpDoubleBytes() {
             CharUpperBuffA(up, 2);
             CharLowerBuffA(low, 2);
             printf("pair %02X%02X next\t%d\n", lead, trail, (int)(CharNextA(text) - text));
-            printf("pair %02X%02X upper\t%02X%02X\n", lead, trail, (unsigned char)up[0],
-                   (unsigned char)up[1]);
-            printf("pair %02X%02X lower\t%02X%02X\n", lead, trail, (unsigned char)low[0],
-                   (unsigned char)low[1]);
+            printf("pair %02X%02X upper\t%02X%02X\n", lead, trail, (unsigned char)up[0], (unsigned char)up[1]);
+            printf("pair %02X%02X lower\t%02X%02X\n", lead, trail, (unsigned char)low[0], (unsigned char)low[1]);
         }
     }
 }
@@ -70,26 +68,15 @@ void dumpDoubleBytes() {
 const char *const kPairs[][2] = {
     {"abc", "abc"}, {"abc", "ABC"}, {"abc", "abd"}, {"abc", "ABD"}, {"a", "B"}, {"B", "a"},
     {"Zeta", "alpha"}, {"abc", "abcd"}, {"", "a"}, {"and", "AND"}, {"Distinct", "DISTINCT"},
-    {"Item1", "Item10"}, {"Item2", "Item10"}, {"Item9", "item9"}, {"1", "9"}, {"10", "9"},
-    {"a1", "aa"}, {"a_b", "ab"}, {"a_b", "a-b"}, {"a.b", "a_b"}, {"a#", "a$"}, {"a@", "a_"},
-    {"_a", "a"}, {"a b", "ab"}, {"x_1", "X_1"}, {"Total", "TOTAL"},
-    {"\xDF", "SS"}, {"\xE0", "\xC0"}, {"x\x9Ay", "X\x8AY"},          // 1252 letters
-    {"\x83\x41\x83\x43", "\x83\x41\x83\x43"},                       // アイ アイ
-    {"\x83\x41\x83\x43", "\x83\x41\x83\x45"},                       // アイ アウ
-    {"\x83\x41\x83\x43", "\xB1\xB2"},                               // アイ ｱｲ
-    {"\xB1\xB2", "\xB1\xB3"},                                       // ｱｲ ｱｳ
-    {"\xB1\xB2", "\xB1\xB2"},                                       // ｱｲ ｱｲ
-    {"\xB6\xDE", "\xB6"},                                           // ｶﾞ ｶ
-    {"\x82\xA0", "\x83\x41"},                                       // あ ア
-    {"\x82\x81", "\x82\x60"},                                       // ａ Ａ
-    {"\x82\x81\x82\x82", "\x82\x60\x82\x61"},                       // ａｂ ＡＢ
-    {"\x82\x81", "a"},                                              // ａ a
-    {"\x82\x50", "1"},                                              // １ 1
-    {"\x8B\xE0\x8A\x7A", "\x8B\xE0\x8A\x7A"},                       // 金額 金額
-    {"\x8B\xE0\x8A\x7A", "\x8B\xE0"},                               // 金額 金
-    {"\x8B\xE0\x8A\x7A" "1", "\x8B\xE0\x8A\x7A" "2"},               // 金額1 金額2
-    {"\x83\x61", "\x83\x41"},                                       // a trail byte is no letter
-    {"A\x83\x41", "a\x83\x41"},                                     // Aア aア
+    {"Item1", "Item10"}, {"Item2", "Item10"}, {"Item9", "item9"}, {"1", "9"}, {"10", "9"}, {"a1", "aa"},
+    {"a_b", "ab"}, {"a_b", "a-b"}, {"a.b", "a_b"}, {"a#", "a$"}, {"a@", "a_"}, {"_a", "a"},
+    {"a b", "ab"}, {"x_1", "X_1"}, {"Total", "TOTAL"}, {"\xDF", "SS"}, {"\xE0", "\xC0"},
+    {"x\x9Ay", "X\x8AY"}, {"\x83\x41\x83\x43", "\x83\x41\x83\x43"},
+    {"\x83\x41\x83\x43", "\x83\x41\x83\x45"}, {"\x83\x41\x83\x43", "\xB1\xB2"},
+    {"\xB1\xB2", "\xB1\xB3"}, {"\xB1\xB2", "\xB1\xB2"}, {"\xB6\xDE", "\xB6"}, {"\x82\xA0", "\x83\x41"},
+    {"\x82\x81", "\x82\x60"}, {"\x82\x81\x82\x82", "\x82\x60\x82\x61"}, {"\x82\x81", "a"},
+    {"\x82\x50", "1"}, {"\x8B\xE0\x8A\x7A", "\x8B\xE0\x8A\x7A"}, {"\x8B\xE0\x8A\x7A", "\x8B\xE0"},
+    {"\x8B\xE0\x8A\x7A" "1", "\x8B\xE0\x8A\x7A" "2"}, {"\x83\x61", "\x83\x41"}, {"A\x83\x41", "a\x83\x41"},
 };
 
 void dumpComparisons() {
@@ -97,10 +84,8 @@ void dumpComparisons() {
         char a[32], b[32];
         hex(p[0], (int)strlen(p[0]), a);
         hex(p[1], (int)strlen(p[1]), b);
-        printf("compare %s %s equal\t%d%d\n", a, b, lstrcmpA(p[0], p[1]) == 0,
-               lstrcmpiA(p[0], p[1]) == 0);
-        printf("compare %s %s sign\t%d %d\n", a, b, sign(lstrcmpA(p[0], p[1])),
-               sign(lstrcmpiA(p[0], p[1])));
+        printf("compare %s %s equal\t%d%d\n", a, b, lstrcmpA(p[0], p[1]) == 0, lstrcmpiA(p[0], p[1]) == 0);
+        printf("compare %s %s sign\t%d %d\n", a, b, sign(lstrcmpA(p[0], p[1])), sign(lstrcmpiA(p[0], p[1])));
     }
 }
 

@@ -1,8 +1,6 @@
 #!/usr/bin/env python3
 """Writes date arithmetic cases for test_datemath, worked out by Python's
-datetime and calendar modules.
-
-Step lines, space-separated:
+datetime and calendar modules. Step lines:
   S year month day hour minute second op count unit  year month day hour minute second
 where op is + or - and unit the unit code (0 none, 1 day, 2 month, 4 year,
 8 hour, 16 minute, 32 second). Difference lines:
@@ -15,48 +13,23 @@ import datetime
 import random
 import sys
 
-UNITS = (0, 1, 2, 4, 8, 16, 32)
-
-
-def add_months(t, n):
-    """The month moves, the year takes the whole years, the day is clipped
-    to the new month's last day, the time of day stays."""
-    index = t.year * 12 + (t.month - 1) + n
-    year, month = divmod(index, 12)
-    day = min(t.day, calendar.monthrange(year, month + 1)[1])
-    return t.replace(year=year, month=month + 1, day=day)
-
-
-def add_years(t, n):
-    year = t.year + n
-    # 29 February into a common year is held to the 28th by the calendar.
-    day = min(t.day, calendar.monthrange(year, t.month)[1])
-    return t.replace(year=year, day=day)
+# The count's range for each unit.
+SCALES = {0: 4000, 1: 4000, 2: 400, 4: 40, 8: 100000, 16: 5000000, 32: 300000000}
 
 
 def step(t, n, unit):
-    if unit in (0, 1):
-        return t + datetime.timedelta(days=n)
-    if unit == 2:
-        return add_months(t, n)
-    if unit == 4:
-        return add_years(t, n)
-    if unit == 8:
-        return t + datetime.timedelta(hours=n)
-    if unit == 16:
-        return t + datetime.timedelta(minutes=n)
-    return t + datetime.timedelta(seconds=n)
-
-
-def random_count(rng, unit):
-    scale = {0: 4000, 1: 4000, 2: 400, 4: 40, 8: 100000, 16: 5000000, 32: 300000000}[unit]
-    small = rng.randint(-40, 40)
-    return small if rng.random() < 0.5 else rng.randint(-scale, scale)
+    """Months and years move the year by whole years and clip the day to
+    the new month's last day; the time of day stays."""
+    if unit in (2, 4):
+        index = t.year * 12 + t.month - 1 + (n if unit == 2 else 12 * n)
+        year, month = index // 12, index % 12 + 1
+        return t.replace(year=year, month=month, day=min(t.day, calendar.monthrange(year, month)[1]))
+    seconds = {0: 86400, 1: 86400, 8: 3600, 16: 60, 32: 1}[unit]
+    return t + datetime.timedelta(seconds=n * seconds)
 
 
 def random_time(rng):
-    year = rng.randint(1, 9999)
-    month = rng.randint(1, 12)
+    year, month = rng.randint(1, 9999), rng.randint(1, 12)
     last = calendar.monthrange(year, month)[1]
     kind = rng.random()
     if kind < 0.3:
@@ -81,8 +54,9 @@ def main():
     lines = []
     while len(lines) < 4000:
         t = random_time(rng)
-        unit = rng.choice(UNITS)
-        n = random_count(rng, unit)
+        unit = rng.choice((0, 1, 2, 4, 8, 16, 32))
+        small = rng.randint(-40, 40)
+        n = small if rng.random() < 0.5 else rng.randint(-SCALES[unit], SCALES[unit])
         op = rng.choice("+-")
         try:
             r = step(t, n if op == "+" else -n, unit)
