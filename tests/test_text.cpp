@@ -207,8 +207,10 @@ TEST(CodePage, Selection) {
 #ifdef _WIN32
     unsigned system = GetACP();
     EXPECT_EQ(ZEMSetSystemCodePage(system), 1) << "the active code page can be asked for";
-    for (unsigned other : {0u, 437u, 932u, 1252u, 65001u})
-        if (other != system) EXPECT_EQ(ZEMSetSystemCodePage(other), 0) << other;
+    for (unsigned other : {0u, 437u, 932u, 1252u, 65001u}) {
+        if (other == system) continue;
+        EXPECT_EQ(ZEMSetSystemCodePage(other), 0) << other;
+    }
     EXPECT_EQ(GetACP(), system);
     EXPECT_EQ(ZEMGetSystemCodePage(), system);
     EXPECT_EQ(SvcIsDoubleByte() != 0, system == 932);
