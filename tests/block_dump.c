@@ -8,18 +8,11 @@
 
 #include "zemi40.h"
 
-static int ZEMCALL noValue(HEC ec, HEXP current, int32_t size, void **value, const char *name) {
-    (void)ec, (void)current, (void)size, (void)value, (void)name;
-    return 0;
-}
-
 static int addInput(HEC ec, const char *name, int type) {
-    unsigned char record[ZEM_EXPITEM_SIZE(1)];
+    unsigned char record[ZEM_EXPITEM_SIZE(1)] = {0};
     ExpItem *item = (ExpItem *)record;
-    memset(record, 0, sizeof(record));
     item->kind = ZEM_ITEM_INPUT;
     item->dataType = (int16_t)type;
-    item->callback = (ZEMProc)noValue;
     strcpy(item->name, name);
     return ZEMAddExpressionItem(ec, item);
 }
@@ -35,8 +28,7 @@ int main(int argc, char **argv) {
     if (!ec || !FUNDefineFunctions(ec)) return 1;
     int ok = addInput(ec, "Price", ZEM_TYPE_NUMBER) && addInput(ec, "Qty", ZEM_TYPE_NUMBER) &&
              addInput(ec, "Due", ZEM_TYPE_DATETIME) && addInput(ec, "Name", ZEM_TYPE_STRING);
-    if (dbcs) ok = ok && addInput(ec, "\x8b\xe0\x8a\x7a", ZEM_TYPE_NUMBER); /* 金額 */
-    else ok = ok && addInput(ec, "Caf\xe9", ZEM_TYPE_NUMBER);
+    ok = ok && addInput(ec, dbcs ? "\x8b\xe0\x8a\x7a" : "Caf\xe9", ZEM_TYPE_NUMBER); /* 金額 */
     const char *const formulas[][2] = {
         {"Total", "Price * Qty"},
         {"Net", "Total() * 1.08 - 2"},

@@ -6,13 +6,8 @@
 #include "zemi40.h"
 
 static int failures;
-#define CHECK(cond)                                                        \
-    do {                                                                   \
-        if (!(cond)) {                                                     \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-            failures++;                                                    \
-        }                                                                  \
-    } while (0)
+#define CHECK(cond) \
+    ((cond) ? (void)0 : (void)(failures++, fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond)))
 
 static int ZEMCALL priceValue(HEC ec, HEXP current, int32_t size, void **value, const char *name) {
     (void)ec, (void)current, (void)name;
@@ -68,24 +63,8 @@ int main(void) {
     CHECK(back.year == 2000 && back.month == 2 && back.day == 29 && back.minute == 45);
     CHECK((SvcDayNumber(&d) + 2) % 7 == 3); /* a Tuesday */
 
-    char text[64];
-    ConvRequest rq;
-    SvcConvInit(&rq);
-    rq.kind = 3;
-    rq.useDefaults = 1;
-    rq.input = "1/31/2001 3 PM";
-    CHECK(SvcDateParse(&rq));
-    CHECK(rq.date.month == 1 && rq.date.day == 31 && rq.date.hour == 15);
-    rq.output = text;
-    CHECK(SvcDateFormat(&rq, 0));
-    CHECK(strstr(text, "2001") != 0);
-
     CHECK(ZEMDeleteAllECVars(ec) == 1);
     CHECK(ZEMDestroyEC(ec) == 1);
-    if (failures) {
-        printf("c_host: %d checks failed\n", failures);
-        return 1;
-    }
-    printf("c_host: all checks passed\n");
-    return 0;
+    printf("c_host: %d checks failed\n", failures);
+    return failures != 0;
 }

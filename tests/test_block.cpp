@@ -1,83 +1,117 @@
-// The context block writer and its size. Every expected block is written
-// out byte by byte here, so the same vectors hold on 32-bit and 64-bit
-// builds: the block does not depend on the width of pointers.
+// The context block: the writer, byte by byte (the same vectors hold on
+// 32-bit and 64-bit builds), and the reader on hand-made blocks of every
+// version, forward references, repairs, a round trip and failed allocations.
+#include <stdio.h>
 #include <string.h>
 
 #include <string>
 #include <vector>
 
 #include "context/ec.h"
+#include "context/expressions.h"
 #include "context/items.h"
 #include "support.h"
 
 namespace {
 
-typedef std::vector<unsigned char> Bytes;
+using Bytes = std::vector<unsigned char>;
 
-// Pieces of an expected block.
-Bytes cat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
-    return out;
-}
-Bytes zeros(size_t n) { return Bytes(n, 0); }
-Bytes text(const char *t) { return Bytes(t, t + strlen(t) + 1); }  // with its terminator
-
-const Bytes kEmptyNames = cat({{3}, zeros(20)});
-
-void ZEMCALL someCode(void) {}
-ZEMProc ZEMCALL resolveAny(const char *) { return someCode; }
-
-struct Context {
-    HEC ec;
-    explicit Context(uint16_t flags = 0, ZEMResolveCallback resolve = nullptr)
-        : ec(ZEMCreateEC(nullptr, resolve, nullptr, flags)) {}
-    ~Context() { ZEMDestroyEC(ec); }
-
-    // An input item; the name field is copied whole, bytes behind the
-    // terminator included.
-    int item(const char *nameField, size_t fieldBytes, int type, const char *function = nullptr,
-             int16_t params = 0, uint16_t subclass = 0, uint16_t optional = 0,
-             uint16_t flags = 0) {
-        union {
-            ExpItem item;
-            unsigned char bytes[ZEM_EXPITEM_SIZE(1)];
-        } h;
-        memset(h.bytes, 0, sizeof h.bytes);
-        h.item.kind = ZEM_ITEM_INPUT;
-        h.item.dataType = (int16_t)type;
-        h.item.functionName = function;
-        memcpy(h.item.name, nameField, fieldBytes);
-        h.item.paramCount = params;
-        h.item.required = subclass;
-        h.item.optional = optional;
-        h.item.flags = flags;
-        return ZEMAddExpressionItem(ec, &h.item);
+// A block laid out byte by byte.
+struct Block {
+    Bytes b;
+    // Version 0 has no version byte: the first name's terminator stands there.
+    explicit Block(int version = 3) {
+        if (version) b.push_back((unsigned char)version);
     }
-    int item(const char *name) { return item(name, strlen(name) + 1, ZEM_TYPE_NUMBER); }
+    Block &text(const std::string &s) {
+        b.insert(b.end(), s.begin(), s.end());
+        b.push_back(0);
+        return *this;
+    }
+    Block &word(unsigned w) {
+        b.push_back((unsigned char)(w & 0xFF));
+        b.push_back((unsigned char)(w >> 8));
+        return *this;
+    }
+    Block &zeros(size_t n) { return b.insert(b.end(), n, 0), *this; }
+    Block &bytes(const Bytes &more) { return b.insert(b.end(), more.begin(), more.end()), *this; }
+    Block &names(const std::vector<std::string> &given = {}) {
+        for (size_t i = 0; i < 20; i++) text(i < given.size() ? given[i] : "");
+        return *this;
+    }
+    // An input item's 85-byte head: kind, type, two zero words, the name
+    // field of 65 bytes, parameter count, subclass, optional count, flags.
+    Block &item(const std::string &name, int type, const std::string &function, unsigned subclass = 0) {
+        word(1).word((unsigned)type).zeros(8);
+        b.insert(b.end(), name.begin(), name.end());
+        return zeros(65 - name.size()).word(0).word(subclass).word(0).word(0).text(function);
+    }
+    // The narrower heads of versions 0 (54 bytes) and 1 (60): the name in
+    // 40 bytes, then the parameter count, subclass, optional count, flags.
+    Block &oldItem(size_t size, const std::string &name, int subclass, const std::string &function) {
+        Bytes head(size, 0);
+        head[0] = 1;
+        memcpy(head.data() + 12, name.c_str(), name.size());
+        head[52] = 7;
+        if (size > 54) head[54] = (unsigned char)subclass, head[56] = 5, head[58] = 9;
+        return bytes(head).text(function);
+    }
+    // A function record of the section that version 0 blocks carry.
+    Block &oldFunction(int params, const std::string &name) {
+        zeros(52).word((unsigned)params & 0xFFFF);
+        b.insert(b.end(), 6 * (size_t)(params < 0 ? 0 : params), 0xEE);
+        return text(name);
+    }
+    Block &expression(const std::string &text_, const std::string &name) { return text(text_).text(name); }
+};
 
+const Bytes kEmptyNames = Block().names().b;
+
+void ZEMCALL dummy(void) {}
+std::vector<std::string> gResolved;
+int gRefuse = 0;  // resolve gives 0 for this many-th call
+ZEMProc ZEMCALL resolve(const char *name) {
+    gResolved.push_back(name);
+    return (int)gResolved.size() == gRefuse ? nullptr : dummy;
+}
+int gNotified;
+void ZEMCALL notify(HEC, int32_t code) { gNotified += code == 2; }
+std::vector<std::string> gReports;
+void ZEMCALL onError(HEC, const char *text, const ExpError *error) {
+    gReports.push_back(std::string(text) + ":" + std::to_string(error->code));
+}
+
+struct Target {
+    HEC ec;
+    explicit Target(uint16_t flags = ECFlagRangesAndSets) : ec(ZEMCreateEC(nullptr, resolve, nullptr, flags)) {
+        gResolved.clear();
+        gReports.clear();
+        gRefuse = 0;
+        gNotified = 0;
+        ZEMSetNotifyCallback(ec, notify);
+    }
+    ~Target() { ZEMDestroyEC(ec); }
+    int load(const Bytes &b, int expressions = 1) {
+        return ZEMSetECContents(ec, (int32_t)b.size(), b.data(), expressions, onError);
+    }
+    std::vector<std::string> names() {
+        std::vector<std::string> out;
+        for (int32_t i = 0; i < ZEMGetExpressionCount(ec); i++) out.push_back(ZEMHEXPFromOrdinal(ec, i)->name);
+        return out;
+    }
     HEXP parse(const char *t, const char *name) { return ParseOk(ec, t, name); }
-
-    // The operator name of an operator code and data type slot.
     void setOperator(int code, int slot, const char *name) {
         ASSERT_EQ(ZEMSetOperatorCallback(ec, (int16_t)code, (int16_t)slot, name), 1);
     }
-
-    // The block written into a buffer of bufferSize bytes followed by a
-    // guard region; checks that nothing beyond bufferSize was touched.
+    // The block written into a buffer of bufferSize bytes and a guard:
+    // nothing beyond the buffer or behind the result is touched.
     Bytes block(int32_t bufferSize) {
-        const size_t guard = 32;
-        Bytes buffer((size_t)bufferSize + guard, 0xA5);
+        Bytes buffer((size_t)bufferSize + 32, 0xA5);
         uint32_t got = ZEMGetECBlock(ec, bufferSize, buffer.data());
         EXPECT_LE(got, (uint32_t)bufferSize);
-        for (size_t i = (size_t)bufferSize; i < buffer.size(); i++)
+        for (size_t i = got; i < buffer.size(); i++)
             if (buffer[i] != 0xA5) {
-                ADD_FAILURE() << "byte " << i << " written past a buffer of " << bufferSize;
-                break;
-            }
-        for (size_t i = got; i < (size_t)bufferSize; i++)
-            if (buffer[i] != 0xA5) {
-                ADD_FAILURE() << "byte " << i << " written behind the result " << got;
+                ADD_FAILURE() << "byte " << i << " written behind the result " << got << " in " << bufferSize;
                 break;
             }
         buffer.resize(got <= (uint32_t)bufferSize ? got : 0);
@@ -88,193 +122,369 @@ struct Context {
 
 }  // namespace
 
-TEST(Block, NullContextIsTheVersionByte) {
-    EXPECT_EQ(ZEMGetECBlockSize(nullptr, 1), 1u);
-    EXPECT_EQ(ZEMGetECBlockSize(nullptr, 0), 1u);
+TEST(Block, NullAndEmptyContexts) {
+    LeakCheck leaks;
+    EXPECT_EQ(ZEMGetECBlockSize(nullptr, 1) + ZEMGetECBlockSize(nullptr, 0), 2u);
     unsigned char buffer[4] = {9, 9, 9, 9};
     EXPECT_EQ(ZEMGetECBlock(nullptr, 4, buffer), 1u);
     EXPECT_EQ(Bytes(buffer, buffer + 4), (Bytes{3, 9, 9, 9}));
-    // No room at all, or no buffer: nothing is written.
     buffer[0] = 9;
-    EXPECT_EQ(ZEMGetECBlock(nullptr, 0, buffer), 0u);
-    EXPECT_EQ(ZEMGetECBlock(nullptr, -5, buffer), 0u);
+    EXPECT_EQ(ZEMGetECBlock(nullptr, 0, buffer) + ZEMGetECBlock(nullptr, -5, buffer), 0u);
     EXPECT_EQ(buffer[0], 9);
-    Context c;
+    Target c(0);
     EXPECT_EQ(ZEMGetECBlock(c.ec, 100, nullptr), 0u);
-}
-
-TEST(Block, EmptyContextAndOneFormula) {
-    LeakCheck leaks;
-    Context c;
     EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 21u);
     EXPECT_EQ(c.block(), kEmptyNames);
-
-    c.parse("1+1", "F");
-    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 31u);
+    c.parse("1", "F");
+    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 29u);
     EXPECT_EQ(ZEMGetECBlockSize(c.ec, 0), 21u);
-    EXPECT_EQ(c.block(), (Bytes{3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                252, 0, 1, 0, '1', '+', '1', 0, 'F', 0}));
-    // Sized without expressions: a complete block that stops behind the names.
-    EXPECT_EQ(c.block(21), kEmptyNames);
+    EXPECT_EQ(c.block(), Block().names().word(252).word(1).expression("1", "F").b);
+    // A header that would end the buffer is left out, its section with it.
+    EXPECT_EQ(c.block(25), kEmptyNames);
 }
 
-TEST(Block, OperatorNamesStandInTableOrder) {
+TEST(Block, OperatorNamesInTableOrder) {
     LeakCheck leaks;
-    Context c;
-    // Names tell their operator code (P + code 0, M - 1, D / 2, T * 3,
-    // C || 4) and their data type slot.
+    Target c(0), some(0);
+    // Names tell their operator code (P + 0, M - 1, D / 2, T * 3, C || 4) and slot.
     const char *const letters = "PMDTC";
     for (int code = 0; code < 5; code++)
-        for (int slot = 0; slot < 4; slot++) {
-            char name[3] = {letters[code], (char)('0' + slot), 0};
-            c.setOperator(code, slot, name);
-        }
-    Bytes expected = cat({{3}, text("P0"), text("P1"), text("P2"), text("P3"),  // +
-                          text("M0"), text("M1"), text("M2"), text("M3"),       // -
-                          text("T0"), text("T1"), text("T2"), text("T3"),       // *
-                          text("D0"), text("D1"), text("D2"), text("D3"),       // /
-                          text("C0"), text("C1"), text("C2"), text("C3")});     // ||
+        for (int slot = 0; slot < 4; slot++) c.setOperator(code, slot, (std::string(1, letters[code]) + (char)('0' + slot)).c_str());
+    Block expected;
+    for (const char *op : {"P", "M", "T", "D", "C"})
+        for (char slot : std::string("0123")) expected.text(std::string(op) + slot);
     EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 61u);
-    EXPECT_EQ(c.block(), expected);
+    EXPECT_EQ(c.block(), expected.b);
+    some.setOperator(3, 0, "Times");
+    some.setOperator(2, 2, "Divide");
+    some.setOperator(4, 3, "Join");
+    EXPECT_EQ(some.block(), Block().zeros(8).text("Times").zeros(5).text("Divide").zeros(4).text("Join").b);
+    some.setOperator(0, 0, "LongName");
+    EXPECT_EQ(some.block(5), (Bytes{3, 0, 0, 0, 0})) << "a name that does not fit is skipped, later ones written";
 }
 
-TEST(Block, AbsentOperatorNamesAreSingleZeros) {
+TEST(Block, ItemRecordsAndSections) {
     LeakCheck leaks;
-    Context c;
-    c.setOperator(3, 0, "Times");   // * on Number
-    c.setOperator(2, 2, "Divide");  // / on String
-    c.setOperator(4, 3, "Join");    // || on Keyword
-    EXPECT_EQ(c.block(), cat({{3}, zeros(8), text("Times"), zeros(3), zeros(2), text("Divide"),
-                              zeros(1), zeros(3), text("Join")}));
-}
-
-TEST(Block, InputItemRecords) {
-    LeakCheck leaks;
-    Context c(0, resolveAny);
+    Target c(0);
     // A name with bytes behind its terminator, and every field set apart.
-    char field[65] = "Qty\0junk!";
-    field[64] = 0x7E;
-    ASSERT_EQ(c.item(field, sizeof field, ZEM_TYPE_STRING, "GetQty", -1, 0x0102, 0x0304, 0x8021), 1);
-    ASSERT_EQ(c.item("D", 2, ZEM_TYPE_DATETIME, nullptr, 0, 7, 0, 0), 1);
-
-    Bytes qtyName = cat({{'Q', 't', 'y', 0, 'j', 'u', 'n', 'k', '!'}, zeros(55), {0x7E}});
-    Bytes expected = cat({kEmptyNames, {250, 0, 2, 0},
-                          // kind, type, two zero words, name, -1, 0x0102, 0x0304, 0x8021
-                          {1, 0, 2, 0}, zeros(8), qtyName, {0xFF, 0xFF, 0x02, 0x01, 0x04, 0x03, 0x21, 0x80},
-                          text("GetQty"),
-                          {1, 0, 1, 0}, zeros(8), {'D'}, zeros(64), {0, 0, 7, 0, 0, 0, 0, 0},
-                          {0}});
-    ASSERT_EQ(expected.size(), 21u + 4 + 85 + 7 + 85 + 1);
-    // The items in memory keep their function name and resolved callback.
-    ExpItem *qty = itemFind(c.ec->inputItems, "Qty");
-    ASSERT_NE(qty, nullptr);
-    const char *function = qty->functionName;  // packed fields: read by value
-    ZEMProc callback = qty->callback;
-    ASSERT_NE(function, nullptr);
-    ASSERT_EQ(callback, (ZEMProc)someCode);
-
+    unsigned char record[ZEM_EXPITEM_SIZE(1)] = {};
+    ExpItem *h = (ExpItem *)record;
+    h->kind = ZEM_ITEM_INPUT;
+    h->dataType = ZEM_TYPE_STRING;
+    h->functionName = "GetQty";
+    memcpy(h->name, "Qty\0junk!", 9);
+    h->name[64] = 0x7E;
+    h->paramCount = -1;
+    h->required = 0x0102;
+    h->optional = 0x0304;
+    h->flags = 0x8021;
+    ASSERT_EQ(ZEMAddExpressionItem(c.ec, h), 1);
+    AddItem(c.ec, ZEM_ITEM_INPUT, "D", ZEM_TYPE_DATETIME, {.required = 7});
+    Bytes expected = Block().names().word(250).word(2).word(1).word(2).zeros(8)
+                         .bytes({'Q', 't', 'y', 0, 'j', 'u', 'n', 'k', '!'}).zeros(55)
+                         .bytes({0x7E, 0xFF, 0xFF, 0x02, 0x01, 0x04, 0x03, 0x21, 0x80}).text("GetQty")
+                         .item("D", 1, "", 7).b;
     EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), expected.size());
     EXPECT_EQ(c.block(), expected);
-
-    const char *functionAfter = qty->functionName;
-    ZEMProc callbackAfter = qty->callback;
-    EXPECT_EQ(functionAfter, function);
-    EXPECT_STREQ(functionAfter, "GetQty");
-    EXPECT_EQ(callbackAfter, callback);
-    const char *none = itemFind(c.ec->inputItems, "D")->functionName;
-    EXPECT_EQ(none, nullptr);
+    const char *function = itemFind(c.ec->inputItems, "Qty")->functionName;
+    EXPECT_STREQ(function, "GetQty") << "the item keeps its function name";
+    // An item that does not fit lets a later one in.
+    Target d(0);
+    AddItem(d.ec, ZEM_ITEM_INPUT, "Big", 0, {.functionName = "ALongFunction"});
+    AddItem(d.ec, ZEM_ITEM_INPUT, "B", 0);
+    EXPECT_EQ(d.block(21 + 4 + 86), Block().names().word(250).word(2).item("B", 0, "").b);
+    // An emptied store keeps its header, count 0, when there is room behind it.
+    ASSERT_EQ(ZEMDeleteAllECVars(d.ec), 1);
+    EXPECT_EQ(ZEMGetECBlockSize(d.ec, 1), 25u);
+    EXPECT_EQ(d.block(25), kEmptyNames);
+    d.parse("1+1", "F");
+    EXPECT_EQ(d.block(), Block().names().word(250).word(0).word(252).word(1).expression("1+1", "F").b);
+    // Sized without expressions: a complete block that stops behind the items.
+    AddItem(d.ec, ZEM_ITEM_INPUT, "A", 0);
+    Bytes items = Block().names().word(250).word(1).item("A", 0, "").b;
+    EXPECT_EQ(ZEMGetECBlockSize(d.ec, 0), items.size());
+    EXPECT_EQ(d.block((int32_t)items.size()), items);
 }
 
-TEST(Block, EmptiedItemStore) {
+TEST(Block, GeneratedNamesEveryBufferSizeAndBothCodePages) {
     LeakCheck leaks;
-    Context c;
-    ASSERT_EQ(c.item("Gone"), 1);
-    ASSERT_EQ(ZEMDeleteAllECVars(c.ec), 1);
-    ASSERT_NE(c.ec->inputItems, 0u) << "the store keeps its array";
-    const Bytes header = {250, 0, 0, 0};
-
-    // No expressions: a buffer of exactly the size leaves the header out,
-    // one byte more takes it.
-    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 25u);
-    EXPECT_EQ(c.block(25), kEmptyNames);
-    EXPECT_EQ(c.block(26), cat({kEmptyNames, header}));
-
-    // With an expression behind it the header is there, count 0.
-    c.parse("1+1", "F");
-    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 1), 35u);
-    EXPECT_EQ(c.block(), cat({kEmptyNames, header, {252, 0, 1, 0}, text("1+1"), text("F")}));
-}
-
-TEST(Block, SizedWithoutExpressions) {
-    LeakCheck leaks;
-    Context c;
-    ASSERT_EQ(c.item("A"), 1);
-    c.parse("A * 2", "Twice");
-    Bytes items = cat({kEmptyNames, {250, 0, 1, 0}, {1, 0, 0, 0}, zeros(8), {'A'}, zeros(64),
-                       zeros(8), {0}});
-    EXPECT_EQ(ZEMGetECBlockSize(c.ec, 0), items.size());
-    EXPECT_EQ(c.block((int32_t)items.size()), items);
-    EXPECT_EQ(c.block(), cat({items, {252, 0, 1, 0}, text("A * 2"), text("Twice")}));
-}
-
-TEST(Block, GeneratedNamesAreStoredAsTheyAre) {
-    LeakCheck leaks;
-    Context c(ECFlagRangesAndSets);
+    Target c;
     c.parse("2*3", nullptr);
     c.parse("1 AND 5", nullptr);  // a Range: its label is double-byte
-    EXPECT_EQ(c.block(), cat({kEmptyNames, {252, 0, 2, 0}, text("2*3"), text("Formula1"),
-                              text("1 AND 5"), {0x94, 0xCD, 0x88, 0xCD, '1', 0}}));
-}
-
-// A name that does not fit is skipped and the later, shorter ones are still
-// written; an item that does not fit lets a later one in.
-TEST(Block, ShortBuffersSkipWhatDoesNotFit) {
-    LeakCheck leaks;
-    Context c;
-    c.setOperator(0, 0, "LongName");
-    EXPECT_EQ(c.block(5), (Bytes{3, 0, 0, 0, 0}));
-
-    Context d;
-    ASSERT_EQ(d.item("Big", 4, ZEM_TYPE_NUMBER, "ALongFunction"), 1);
-    ASSERT_EQ(d.item("B"), 1);
-    Bytes b = cat({{1, 0, 0, 0}, zeros(8), {'B'}, zeros(64), zeros(8), {0}});
-    EXPECT_EQ(d.block(21 + 4 + 86), cat({kEmptyNames, {250, 0, 2, 0}, b}));
-}
-
-// Every buffer from none to the full size: never a byte past the buffer,
-// never a result above it, and only the full size gives the whole block.
-TEST(Block, EveryBufferSize) {
-    LeakCheck leaks;
-    Context c;
+    EXPECT_EQ(c.block(), Block().names().word(252).word(2).expression("2*3", "Formula1")
+                             .expression("1 AND 5", "\x94\xCD\x88\xCD" "1").b);
     c.setOperator(1, 2, "Minus");
-    c.setOperator(4, 0, "Cat");
-    ASSERT_EQ(c.item("Price", 6, ZEM_TYPE_NUMBER, "PriceOf"), 1);
-    ASSERT_EQ(c.item("Qty"), 1);
-    c.parse("Price * Qty", "Total");
-    c.parse("Total() + 1", "More");
+    AddItem(c.ec, ZEM_ITEM_INPUT, "Price", 0, {.functionName = "PriceOf"});
     uint32_t full = ZEMGetECBlockSize(c.ec, 1);
-    // version, names (18 absent, Minus, Cat), items (header, Price with
-    // PriceOf, Qty), expressions (header, two texts with their names)
-    ASSERT_EQ(full, 1u + (18 + 6 + 4) + (4 + 93 + 86) + (4 + 18 + 17));
-    Bytes whole = c.block();
-    ASSERT_EQ(whole.size(), full);
-    for (int32_t n = 0; n < (int32_t)full; n++) {
-        Bytes part = c.block(n);
-        EXPECT_LT(part.size(), full) << "buffer of " << n;
-    }
-}
-
-TEST(Block, SameBytesInBothCodePages) {
-    LeakCheck leaks;
-    uint32_t before = ZEMGetSystemCodePage();
-    const char name[] = "\x83\x41";  // one character in 932, two in 1252
-    Bytes expected = cat({kEmptyNames, {250, 0, 1, 0}, {1, 0, 0, 0}, zeros(8), {0x83, 0x41},
-                          zeros(63), zeros(8), text("\x83\x41")});
+    ASSERT_EQ(full, c.block().size());
+    for (int32_t n = 0; n < (int32_t)full; n++) EXPECT_LT(c.block(n).size(), full) << "buffer of " << n;
     for (uint32_t page : {932u, 1252u}) {
         ZEMSetSystemCodePage(page);
-        Context c;
-        ASSERT_EQ(c.item(name, sizeof name, ZEM_TYPE_NUMBER, name), 1);
-        EXPECT_EQ(c.block(), expected) << "code page " << page;
+        Target d(0);
+        AddItem(d.ec, ZEM_ITEM_INPUT, "\x83\x41", 0, {.functionName = "\x83\x41"});
+        EXPECT_EQ(d.block(), Block().names().word(250).word(1).item("\x83\x41", 0, "\x83\x41").b) << page;
     }
-    ZEMSetSystemCodePage(before);
+    ZEMSetSystemCodePage(932);
+}
+
+TEST(Reader, ShapesOfBlocks) {
+    std::vector<std::string> cat(20, "");
+    cat[19] = "cat";
+    Bytes sections = Block().names().word(250).word(1).item("Price", 0, "").word(252).word(1)
+                         .expression("Price * 2", "Double").b;
+    auto withFunctions = [](int params, int count) {
+        Block b(0);
+        b.names().word(250).word(1).oldItem(54, "Price", 0, "").word(251).word(count);
+        for (int i = 0; i < count; i++) b.oldFunction(params, i ? "" : "Fn");
+        return b.word(252).word(1).expression("Price * 2", "Double").b;
+    };
+    Bytes truncated = withFunctions(2, 1);
+    truncated.resize(truncated.size() - 25);  // inside the function record
+    struct Case {
+        const char *what;
+        Bytes bytes;
+        int loadExpressions, result;
+        size_t items, expressions;
+        std::vector<std::string> reports = {};
+    } cases[] = {
+        {"version and twenty empty names", kEmptyNames, 1, 1, 0, 0},
+        {"ends behind the twentieth name", Block().names(cat).b, 1, 1, 0, 0},
+        {"a header that ends the block", Block().names().word(250).word(0).b, 1, 0, 0, 0},
+        {"a tag alone", Block().names().word(250).b, 1, 0, 0, 0},
+        {"items and expressions", sections, 1, 1, 1, 1},
+        {"expressions not asked for", sections, 0, 1, 1, 0},
+        {"negative count", Block().names().word(250).word(0x8001).word(252).word(0).expression("1", "One").b, 1, 1, 0, 0},
+        {"a text past the end", Block().names().word(252).word(2).expression("1", "One").text("2").b, 1, 0, 0, 0},
+        {"a name cut short", Bytes(sections.begin(), sections.end() - 1), 1, 0, 1, 0},
+        {"a record without a name", Block().names().word(252).word(1).expression("7", "").b, 1, 1, 0, 1},
+        {"another version", Block(4).names().b, 1, 0, 0, 0},
+        {"the version byte alone", Block().b, 1, 0, 0, 0},
+        {"version 0: twenty empty names", Bytes(20, 0), 1, 0, 0, 0},
+        {"version 0: ends behind a name", Block(0).names(cat).b, 1, 1, 0, 0},
+        {"version 1: twenty empty names", Block(1).names().b, 1, 1, 0, 0},
+        {"version 2: twenty empty names", Block(2).names().b, 1, 1, 0, 0},
+        {"functions read over", withFunctions(2, 2), 1, 1, 1, 1},
+        {"a negative parameter count", withFunctions(-3, 1), 1, 1, 1, 1},
+        {"a function record cut short", truncated, 1, 0, 1, 0},
+        {"version 1 knows no functions", Block(1).names().word(251).word(0).word(252).word(1).expression("1", "One").b, 1, 1, 0, 0},
+        {"version 1 item", Block(1).names().word(250).word(1).oldItem(60, "Price", 0, "").word(252).word(1)
+                               .expression("Price", "P").b, 1, 1, 1, 1},
+        {"version 1: no forward reference", Block(1).names().word(252).word(2).expression("Next() + 1", "First")
+                               .expression("1", "Next").b, 1, 0, 0, 0, {"Next() + 1:103"}},
+        {"version 1: a name repeated", Block(1).names().word(252).word(2).expression("1", "A").expression("2", "A").b,
+         1, 0, 0, 1, {"2:126"}},
+        // Loaded, the repeated names would leave A and B naming each other.
+        {"version 2: names repeated", Block(2).names().word(252).word(4).expression("B() + 1", "A")
+                               .expression("A() + 2", "B").expression("5", "A").expression("6", "B").b,
+         1, 0, 0, 2, {"B() + 1:126"}},
+        {"version 2: forward reference", Block(2).names().word(252).word(2).expression("Next() + 1", "First")
+                               .expression("1", "Next").b, 1, 1, 0, 2},
+        {"names in a circle", Block().names().word(252).word(2).expression("B() + 1", "A").expression("A() + 1", "B").b,
+         1, 0, 0, 0},
+    };
+    for (const Case &c : cases) {
+        LeakCheck leaks;
+        Target t;
+        EXPECT_EQ(c.result, t.load(c.bytes, c.loadExpressions)) << c.what;
+        EXPECT_EQ(c.items, t.ec->inputItems ? SvcArrayCount(t.ec->inputItems) : 0) << c.what;
+        EXPECT_EQ(c.expressions, (size_t)ZEMGetExpressionCount(t.ec)) << c.what;
+        EXPECT_EQ(c.reports, gReports) << c.what;
+    }
+}
+
+// Old heads are widened field by field; versions before 3 take the
+// subclass that the host's ReportAverage asks of its first parameter.
+TEST(Reader, OlderItemsAreWidenedAndStamped) {
+    struct Case { int version; bool average; int subclass, params, optional, flags; } cases[] = {
+        {0, false, 0, 7, 0, 0}, {0, true, 4, 7, 0, 0}, {1, false, 3, 7, 5, 9},
+        {1, true, 4, 7, 5, 9},  {2, true, 4, 0, 0, 0}, {3, true, 3, 0, 0, 0},
+    };
+    std::string name(40, 'P');  // fills the old 40 bytes, no room for the terminator
+    for (const Case &c : cases) {
+        Target t;
+        if (c.average)
+            AddItem(t.ec, ZEM_ITEM_FUNCTION, "ReportAverage", ZEM_TYPE_NUMBER, {.required = 1, .params = {{1, ZEM_TYPE_NUMBER, 4}}});
+        Block b(c.version);
+        b.names().word(250).word(1);
+        if (c.version < 2) b.oldItem(c.version ? 60 : 54, name, 3, "Fn");
+        else b.item(name, 0, "Fn", 3);
+        ASSERT_EQ(1, t.load(b.b)) << c.version;
+        ExpItem *item = *(ExpItem **)SvcArrayLock(t.ec->inputItems, 0);
+        SvcArrayUnlock(t.ec->inputItems);
+        EXPECT_EQ((std::vector<int>{c.subclass, c.params, c.optional, c.flags}),
+                  (std::vector<int>{item->required, item->paramCount, item->optional, item->flags}))
+            << "version " << c.version << (c.average ? " with ReportAverage" : "");
+        EXPECT_EQ(name.substr(0, c.version < 2 ? 39 : 40), item->name);
+        EXPECT_STREQ("Fn", item->functionName);
+    }
+}
+
+// Version 0 names that are date unit words get a "_": items, expression
+// names, and from the first clash on the texts as well.
+TEST(Reader, Version0NamesOffTheDateWords) {
+    auto block = [](const char *item, std::vector<std::pair<std::string, std::string>> records) {
+        Block b(0);
+        b.names().word(250).word(1).oldItem(54, item, 0, "").word(252).word((unsigned)records.size());
+        for (auto &r : records) b.expression(r.first, r.second);
+        return b.b;
+    };
+    Target t;
+    ASSERT_EQ(1, t.load(block("Months", {{"1", "Monthly"}, {"Months + Monthly()", "Next"}})));
+    ExpItem item = {};
+    EXPECT_EQ(1, ZEMGetExpressionVariable(t.ec, &item, "_Months"));
+    EXPECT_STREQ("_Months + Monthly()", ZEMHEXPFromOrdinal(t.ec, 1)->text);
+    // A date unit in a text before the first clash stays; behind it, it is a name and no longer parses.
+    Target later;
+    AddItem(later.ec, ZEM_ITEM_INPUT, "Due", ZEM_TYPE_DATETIME);
+    EXPECT_EQ(0, later.load(block("Price", {{"Due + 3 DAYS", "Early"}, {"1", "Hours"}, {"Due + 3 DAYS", "Late"}})));
+    EXPECT_EQ((std::vector<std::string>{"Early", "_Hours"}), later.names());
+    EXPECT_EQ((std::vector<std::string>{"Due + 3 DAYS:" + std::to_string(ParseFails(later.ec, "Due + 3 _DAYS").code)}), gReports);
+}
+
+TEST(Reader, NamesResolvedAndForwardReferencesKeepTheOrder) {
+    Target t;
+    Bytes b = Block().names({"Plus"}).word(250).word(2).item("Price", 0, "").item("Due", 1, "Fn").word(252).word(3)
+                  .expression("Next() + 1", "First").expression("Last() * 2", "Next").expression("Price", "Last").b;
+    EXPECT_EQ(1, t.load(b));
+    EXPECT_EQ((std::vector<std::string>{"Plus", "", "Fn"}), gResolved) << "the empty name too";
+    EXPECT_STREQ("Plus", t.ec->operators[0].names[0]);
+    EXPECT_EQ(ZEM_TYPE_DATETIME, inputItemType(t.ec, "Due"));
+    EXPECT_EQ((std::vector<std::string>{"First", "Next", "Last"}), t.names());
+    EXPECT_EQ(3, gNotified) << "once per stored expression";
+    EXPECT_TRUE(gReports.empty());
+    for (int refused : {1, 2}) {
+        Target again;
+        gRefuse = refused;
+        EXPECT_EQ(0, again.load(b)) << "resolve refused call " << refused;
+    }
+}
+
+namespace {
+
+// The host's repair: corrections in order, 0 for a refusal.
+std::vector<std::string> gFixes, gAsked;
+const char *ZEMCALL repairText(HEC, const char *text, const char *name, const ExpError *error) {
+    gAsked.push_back(std::string(name) + ":" + text + ":" + std::to_string(error->code));
+    if (gFixes.empty()) return nullptr;
+    static std::string fix;
+    fix = gFixes.front();
+    gFixes.erase(gFixes.begin());
+    return fix == "refuse" ? nullptr : fix.c_str();
+}
+
+}  // namespace
+
+TEST(Reader, RepairThroughTheHost) {
+    Bytes b = Block().names().word(250).word(1).item("Price", 0, "").word(252).word(2)
+                  .expression("Price +", "Broken").expression("Price * 2", "Later").b;
+    Bytes waiting = Block().names().word(250).word(1).item("Price", 0, "").word(252).word(3)
+                        .expression("Later() + 1", "First").expression("Price +", "Broken").expression("Price", "Later").b;
+    struct Case {
+        const char *what;
+        const Bytes &block;
+        std::vector<std::string> fixes;
+        int result;
+        std::vector<std::string> stored;
+        size_t asked;
+    } cases[] = {
+        {"a fix", b, {"Price + 1"}, 1, {"Broken", "Later"}, 1},
+        {"a fix naming a later one", b, {"Later() + 1"}, 1, {"Broken", "Later"}, 1},
+        {"a fix that fails again", b, {"Price ++", "Price - 1"}, 1, {"Broken", "Later"}, 2},
+        {"a refusal", b, {"refuse"}, 0, {}, 1},
+        {"a refusal among waiting texts", waiting, {"refuse"}, 0, {}, 1},
+    };
+    for (const Case &c : cases) {
+        LeakCheck leaks;
+        Target t;
+        ZEMSetRepairCallback(t.ec, repairText);
+        gFixes = c.fixes;
+        gAsked.clear();
+        EXPECT_EQ(c.result, t.load(c.block)) << c.what;
+        EXPECT_EQ(c.stored, t.names()) << c.what;
+        EXPECT_EQ(c.asked, gAsked.size()) << c.what;
+        EXPECT_EQ("Broken:Price +:109", gAsked[0]) << c.what;
+        EXPECT_TRUE(gReports.empty()) << "a refusal says nothing more";
+    }
+    EXPECT_EQ(0, ZEMSetECContents(nullptr, (int32_t)b.size(), b.data(), 1, onError));
+}
+
+#ifndef _WIN32
+int gShown;
+int32_t ZEMCALL countShown(HZEMWND, const char *, const ExpError *, const char *, int32_t) { return ++gShown; }
+
+// Without a builder a failed text is reported; without an error callback
+// versions 0 and 1 fail silently.
+TEST(Reader, WithoutABuilderAFailedTextIsReported) {
+    ZEMErrorDisplayHook former = ZEMSetErrorDisplayHook(countShown);
+    for (int version : {1, 2, 3}) {
+        Target t;
+        Bytes b = Block(version).names().word(252).word(1).expression("1 +", "Broken").b;
+        gShown = 0;
+        EXPECT_EQ(0, version == 3 ? t.load(b) : ZEMSetECContents(t.ec, (int32_t)b.size(), b.data(), 1, nullptr));
+        EXPECT_EQ(version == 2, gShown) << version;
+        EXPECT_EQ(gReports, version == 3 ? std::vector<std::string>{"1 +:109"} : std::vector<std::string>{});
+    }
+    ZEMSetErrorDisplayHook(former);
+}
+#endif
+
+// Random contexts: operator names, items with subclasses and function
+// names, formulas naming earlier or later formulas, ranges, sets, dates.
+// Read into a fresh context they write the same bytes.
+TEST(Reader, RandomContextsComeBackByteForByte) {
+    for (unsigned seed = 1; seed <= 30; seed++) {
+        unsigned state = seed;
+        auto pick = [&](unsigned n) {
+            state = state * 1103515245u + 12345u;
+            return (state >> 16) % n;
+        };
+        Target source;
+        source.setOperator((int)pick(4), ZEM_TYPE_STRING, "Join");
+        AddItem(source.ec, ZEM_ITEM_INPUT, "Due", ZEM_TYPE_DATETIME);
+        unsigned items = 1 + pick(4), formulas = 1 + pick(6);
+        for (unsigned i = 0; i < items; i++)
+            AddItem(source.ec, ZEM_ITEM_INPUT, ("I" + std::to_string(i)).c_str(), ZEM_TYPE_NUMBER,
+                    {.required = (int)pick(4), .functionName = pick(2) ? "Get" : nullptr});
+        std::vector<HEXP> made;
+        std::vector<unsigned> rank;
+        for (unsigned i = 0; i < formulas; i++) {
+            made.push_back(ParseOk(source.ec, "1", ("F" + std::to_string(i)).c_str()));
+            rank.push_back(pick(100));
+        }
+        // A formula names only lower-ranked ones, wherever they stand: no circle.
+        for (unsigned i = 0; i < formulas; i++) {
+            std::string text = "I" + std::to_string(pick(items)) + " * " + std::to_string(pick(9));
+            unsigned j = pick(formulas);
+            if (rank[j] < rank[i]) text += " + F" + std::to_string(j) + "()";
+            uint16_t type = 0;
+            ASSERT_EQ(made[i], ZEMParseFormula(source.ec, made[i], text.c_str(), ("F" + std::to_string(i)).c_str(), nullptr, &type)) << text;
+        }
+        std::string item = "I" + std::to_string(pick(items));
+        const char *extras[] = {"Due + 1 MONTH", "1, 2, %s", "%s AND 10", "%s / 4"};
+        for (unsigned k = pick(4); k < 4; k++) {
+            char text[64];
+            snprintf(text, sizeof text, extras[k], item.c_str());
+            ParseOk(source.ec, text, ("X" + std::to_string(k)).c_str());
+        }
+        Bytes first = source.block();
+        Target copy;
+        ASSERT_EQ(1, copy.load(first)) << "seed " << seed;
+        EXPECT_EQ(first, copy.block()) << "seed " << seed;
+    }
+}
+
+TEST(Reader, EveryAllocationFailingOnce) {
+    Bytes current = Block().names({"Plus"}).word(250).word(1).item("Price", 0, "Fn").word(252).word(3)
+                        .expression("Next() + 1", "First").expression("Price +", "Next").expression("1", "Last").b;
+    Bytes oldest = Block(0).names().word(250).word(1).oldItem(54, "Days", 0, "Fn").word(251).word(1)
+                       .oldFunction(1, "Fn").word(252).word(2).expression("Days + 1", "Next").expression("Next() * 2", "Last").b;
+    for (const Bytes &b : {current, oldest})
+        EachAllocationFails([&](int n) {
+            HEC ec = ZEMCreateEC(nullptr, resolve, nullptr, 0);
+            gFixes = {"Price + 1"};
+            ZEMSetRepairCallback(ec, repairText);
+            int result = ec ? ZEMSetECContents(ec, (int32_t)b.size(), b.data(), 1, onError) : 0;
+            EXPECT_TRUE(result == 0 || ZEMGetExpressionCount(ec) >= 2) << n;
+            ZEMDestroyEC(ec);
+        });
 }

@@ -16,27 +16,24 @@
 
 namespace {
 
-// Case pairs of both code pages (full-width, Cyrillic and Roman numerals of
-// 932; accented letters of 1252), a few plain names, and fillers enough
-// for the stores to be indexed.
+// Case pairs of both code pages (full-width, Cyrillic, Roman numerals of
+// 932; accented letters of 1252), plain names, and fillers enough for the
+// stores to be indexed.
 std::vector<std::string> namePool() {
     std::vector<std::string> pool = {
-        "Price", "PRICE", "price", "Total", "total", "_x", "X9", "x9", "",
-        "\x82\x60\x82\x61", "\x82\x81\x82\x82", "\x84\x40", "\x84\x70", "\x87\x54", "\xFA\x40",
-        "\xC9t\xE9", "\xE9T\xC9", "\x8A", "\x9A", "\xFF", "\x9F", "\xDF", "\x82",
+        "Price", "PRICE", "price", "Total", "total", "_x", "X9", "x9", "", "\x82\x60\x82\x61", "\x82\x81\x82\x82",
+        "\x84\x40", "\x84\x70", "\x87\x54", "\xFA\x40", "\xC9t\xE9", "\xE9T\xC9", "\x8A", "\x9A", "\xFF", "\x9F", "\xDF", "\x82",
     };
     for (int i = 0; i < 24; i++) pool.push_back("N" + std::to_string(i));
     return pool;
 }
-
 const std::vector<std::string> kNames = namePool();
 
 // The reference: the first element of a store that a comparison accepts.
 template <typename F>
 void *walk(HARRAY store, F accepts) {
     for (unsigned i = 0; store && i < SvcArrayCount(store); i++) {
-        void **at = (void **)SvcArrayLock(store, i);
-        void *element = *at;
+        void *element = *(void **)SvcArrayLock(store, i);
         SvcArrayUnlock(store);
         if (element && accepts(element)) return element;
     }
@@ -46,12 +43,11 @@ void *walk(HARRAY store, F accepts) {
 const char *itemName(void *e) { return ((ExpItem *)e)->name; }
 const char *recordName(void *e) { return ((ExpRecord *)e)->name; }
 
-void expectLookupsAgree(HEC ec, const std::string &where) {
-    for (const std::string &s : kNames) {
+void expectLookupsAgree(HEC ec, const std::string &where, const std::vector<std::string> &names = kNames) {
+    for (const std::string &s : names) {
         const char *n = s.c_str();
         SCOPED_TRACE(where + " name '" + s + "'");
         auto exact = [n](void *e) { return lstrcmpA(itemName(e), n) == 0; };
-        auto caseless = [n](void *e) { return lstrcmpiA(itemName(e), n) == 0; };
         for (int kind : {ZEM_ITEM_FUNCTION, ZEM_ITEM_INPUT, ZEM_ITEM_KEYWORD})
             EXPECT_EQ(walk(*itemStoreOf(ec, kind), exact), itemLookup(ec, kind, n)) << kind;
         ExpItem *keyword = (ExpItem *)walk(ec->keywords, [n](void *e) {
@@ -59,12 +55,10 @@ void expectLookupsAgree(HEC ec, const std::string &where) {
             return (k->optional ? lstrcmpA(k->name, n) : lstrcmpiA(k->name, n)) == 0;
         });
         EXPECT_EQ(keyword ? keyword->dataType : -1, keywordType(ec, n));
-        ExpItem *anyCase = (ExpItem *)walk(ec->keywords, caseless);
+        ExpItem *anyCase = (ExpItem *)walk(ec->keywords, [n](void *e) { return lstrcmpiA(itemName(e), n) == 0; });
         EXPECT_EQ(anyCase ? (int)anyCase->required : -1, keywordSubclass(ec, n));
-        void *exp = walk(ec->expressions, [n](void *e) {
-            return recordName(e) && strcmp(recordName(e), n) == 0;
-        });
-        EXPECT_EQ(exp, ZEMHEXPFromName(ec, n));
+        EXPECT_EQ(walk(ec->expressions, [n](void *e) { return recordName(e) && strcmp(recordName(e), n) == 0; }),
+                  ZEMHEXPFromName(ec, n));
         HEXP leaveOut = ZEMHEXPFromOrdinal(ec, 0);
         bool taken = walk(ec->expressions, [&](void *e) {
             return e != leaveOut && recordName(e) && lstrcmpA(recordName(e), n) == 0;
@@ -76,7 +70,6 @@ void expectLookupsAgree(HEC ec, const std::string &where) {
 struct Changes {
     HEC ec;
     std::mt19937 rng;
-
     int pick(int n) { return (int)(rng() % (unsigned)n); }
     const char *name() { return kNames[(size_t)pick((int)kNames.size())].c_str(); }
     HEXP anyExpression() {
@@ -87,7 +80,6 @@ struct Changes {
 };
 
 int ZEMCALL allowDelete(HEC ec, HEXP exp, ExpItem *) { return ZEMDestroyEXP(ec, exp); }
-
 void ZEMCALL deleteEachOther(HEC ec, const char *name, intptr_t kind) {
     static int turn;
     if (turn++ % 2) ZEMDelExpItemNoCheck(ec, (int)kind, name);
@@ -95,20 +87,13 @@ void ZEMCALL deleteEachOther(HEC ec, const char *name, intptr_t kind) {
 
 void Changes::step() {
     static const int kinds[] = {ZEM_ITEM_FUNCTION, ZEM_ITEM_INPUT, ZEM_ITEM_KEYWORD};
-    int kind = kinds[pick(3)];
+    int kind = kinds[pick(3)], guarded = kind == ZEM_ITEM_FUNCTION ? kind : ZEM_ITEM_INPUT;
     uint16_t type = 0;
     switch (pick(12)) {
-    case 0: case 1: case 2: {
-        ItemSpec shape;
-        shape.optional = pick(2);
-        shape.required = pick(4);
-        shape.mayFail = true;
-        AddItem(ec, kind, name(), pick(3), shape);
-        break;
-    }
+    case 0: case 1: case 2: AddItem(ec, kind, name(), pick(3), {.required = pick(4), .optional = pick(2), .mayFail = true}); break;
     case 3: ZEMDelExpItemNoCheck(ec, kind, name()); break;
-    case 4: ZEMDeleteExpItem(ec, kind == ZEM_ITEM_FUNCTION ? kind : ZEM_ITEM_INPUT, name(), allowDelete); break;
-    case 5: ZEMRenameExpressionItem(ec, kind == ZEM_ITEM_FUNCTION ? kind : ZEM_ITEM_INPUT, name(), name()); break;
+    case 4: ZEMDeleteExpItem(ec, guarded, name(), allowDelete); break;
+    case 5: ZEMRenameExpressionItem(ec, guarded, name(), name()); break;
     case 6: ZEMEnumExpItems(ec, kind, deleteEachOther, kind); break;
     case 7: ZEMParseString(ec, pick(2) ? "1" : name(), name(), nullptr, &type); break;
     case 8: if (HEXP e = anyExpression()) ZEMParseFormula(ec, e, "2", name(), nullptr, &type); break;
@@ -117,12 +102,11 @@ void Changes::step() {
     default:
         if (pick(8) == 0) ZEMDeleteAllECVars(ec);
         else ZEMSetSystemCodePage(pick(2) ? 932 : 1252);
-        break;
     }
 }
 
-// The input items of a context read back from its block. Its texts are
-// left out: one that named a function would open the repair dialog.
+// The input items of a context read back from its block (its texts left
+// out: one that named a function would open the repair dialog).
 HEC throughBlock(HEC ec) {
     HEC back = ZEMCreateEC(0, 0, 0, 0);
     std::vector<char> block(ZEMGetECBlockSize(ec, 1));
@@ -135,34 +119,45 @@ class NameIndex : public ::testing::TestWithParam<unsigned> {};
 
 TEST_P(NameIndex, LookupsAgreeWithAWalkAfterEveryChange) {
     LeakCheck leaks;
-    unsigned codePage = ZEMGetSystemCodePage();
     Changes run{ZEMCreateEC(0, 0, 0, 0), std::mt19937(GetParam())};
-    for (int i = 0; i < 400; i++) {
-        // A few changes between lookups, now and then with an allocation
-        // failing somewhere in them.
+    for (int i = 0; i < 400 && !HasFailure(); i++) {
+        // A few changes between lookups, now and then with an allocation failing in them.
         for (int n = 1 + run.pick(3); n > 0; n--) {
             if (run.pick(6) == 0) SvcFailAllocAfter(1 + run.pick(4));
             run.step();
             SvcFailAllocAfter(0);
         }
         expectLookupsAgree(run.ec, "step " + std::to_string(i));
-        if (i % 100 == 99) {
+        if (i % 100 == 99)
             for (HEC other : {ZEMCopyEC(run.ec), throughBlock(run.ec)}) {
                 expectLookupsAgree(other, "copy at step " + std::to_string(i));
                 ZEMDestroyEC(other);
             }
-        }
-        if (HasFailure()) break;
     }
     ZEMDestroyEC(run.ec);
-    ZEMSetSystemCodePage(codePage);
+    ZEMSetSystemCodePage(932);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, NameIndex, ::testing::Values(1u, 2u, 3u, 4u));
 
+// A store that grows by many names between lookups: the index grows with it.
+TEST(NameIndexGrowth, BatchesBetweenLookups) {
+    LeakCheck leaks;
+    HEC ec = ZEMCreateEC(0, 0, 0, 0);
+    std::vector<std::string> names = {"absent"};
+    for (int batch : {16, 16, 32, 64}) {
+        for (int i = 0; i < batch; i++) {
+            names.push_back("B" + std::to_string(names.size()));
+            AddItem(ec, ZEM_ITEM_INPUT, names.back().c_str(), 0);
+        }
+        expectLookupsAgree(ec, "batch", names);
+    }
+    ZEMDestroyEC(ec);
+}
+
 // With any one allocation failing after the items are in: lookups still
 // agree, a parse either succeeds or reports memory, and nothing leaks.
-TEST(NameIndexMemory, UpkeepThatRunsOutChangesNoAnswer) {
+TEST(NameIndexGrowth, UpkeepThatRunsOutChangesNoAnswer) {
     EachAllocationFails([](int n) {
         SvcFailAllocAfter(0);
         HEC ec = ZEMCreateEC(0, 0, 0, 0);
@@ -173,9 +168,7 @@ TEST(NameIndexMemory, UpkeepThatRunsOutChangesNoAnswer) {
         uint16_t type = 0;
         HEXP e = ZEMParseString(ec, "N1 + N23", "Price", &report, &type);
         EXPECT_TRUE(e || report.code == ERR_MEMORY) << report.code;
-        ItemSpec shape;
-        shape.mayFail = true;
-        AddItem(ec, ZEM_ITEM_INPUT, "price", 0, shape);
+        AddItem(ec, ZEM_ITEM_INPUT, "price", 0, {.mayFail = true});
         ZEMDelExpItemNoCheck(ec, ZEM_ITEM_INPUT, "N5");
         bool armed = SvcFailAllocPending();
         SvcFailAllocAfter(0);

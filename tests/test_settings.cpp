@@ -1,39 +1,34 @@
-// Context settings (help path, date formats and pictures, operator
-// callbacks) and the copy of a whole context.
-#include <stdio.h>
+// Context settings and the copy of a whole context; start-up state and
+// thread blocks; memory blocks and HandleArrays.
 #include <string.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "context/ec.h"
+#include "context/expressions.h"
 #include "context/items.h"
+#include "context/startup.h"
+#include "context/threadblock.h"
 #include "support.h"
 
 namespace {
 
 std::vector<std::string> resolved;
-int ZEMCALL fixedOperator(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t,
-                          void *result) {
+int ZEMCALL fixedOperator(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *result) {
     SvcNumFromInt((Number *)result, 42);
     return 1;
 }
 void ZEMCALL otherProc(void) {}
-// Every name resolves: "Fixed" to the operator above, the rest to otherProc.
+// "Fixed" resolves to the operator above, the rest to otherProc.
 ZEMProc ZEMCALL resolveName(const char *name) {
     resolved.push_back(name ? name : "(null)");
-    if (name && !strcmp(name, "Fixed")) return (ZEMProc)(void *)fixedOperator;
-    return otherProc;
+    return name && !strcmp(name, "Fixed") ? (ZEMProc)(void *)fixedOperator : otherProc;
 }
-
 int notifications;
-void ZEMCALL countNotify(HEC, int32_t code) {
-    if (code == 2) notifications++;
-}
-int ZEMCALL priceValue(HEC, HEXP, int32_t, void **value, const char *) {
-    SvcNumFromInt((Number *)*value, 5);
-    return 1;
-}
+void ZEMCALL countNotify(HEC, int32_t code) { notifications += code == 2; }
+int ZEMCALL priceValue(HEC, HEXP, int32_t, void **value, const char *) { return SvcNumFromInt((Number *)*value, 5), 1; }
 int ZEMCALL allowDelete(HEC, HEXP, HZEMWND) { return 1; }
 void ZEMCALL listValues(HEC, const char *, HZEMWND, int32_t, int32_t *) {}
 void ZEMCALL renamed(HEC, const char *, const char *) {}
@@ -41,95 +36,65 @@ void ZEMCALL renamed(HEC, const char *, const char *) {}
 struct Ctx {
     HEC ec;
     explicit Ctx(uint16_t flags = 0, ZEMResolveCallback resolve = resolveName)
-        : ec(ZEMCreateEC(nullptr, resolve, nullptr, flags)) {
-        resolved.clear();
-    }
+        : ec(ZEMCreateEC(nullptr, resolve, nullptr, flags)) { resolved.clear(); }
     ~Ctx() { ZEMDestroyEC(ec); }
 };
 
 HEXP parse(HEC ec, const char *text, const char *name = nullptr) {
-    ExpError report = {};
     uint16_t type = 0;
-    return ZEMParseString(ec, text, name, &report, &type);
+    return ZEMParseString(ec, text, name, nullptr, &type);
 }
 
-// The Number a formula gives as an integer, or -1 when it gives none.
+// The Number a formula gives as an integer, or -1.
 long valueOf(HEC ec, HEXP exp) {
-    Number value = {}, expected = {};
-    if (!ZEMEvaluateExpression(ec, exp, sizeof value, &value)) return -1;
-    for (int n = 0; n < 1000; n++) {
-        SvcNumFromInt(&expected, n);
-        if (SvcNumCompare(&value, &expected) == 0) return n;
-    }
-    return -1;
+    Number value = {};
+    return ZEMEvaluateExpression(ec, exp, sizeof value, &value) ? SvcNumToLong(&value) : -1;
 }
 
 std::string textOf(const char *slot) { return slot ? slot : "(null)"; }
 
 }  // namespace
 
-TEST(Settings, HelpPath) {
+TEST(Settings, HelpPathAndDateConvert) {
     LeakCheck leaks;
     Ctx c;
     std::string kept(519, 'p'), tooLong(520, 'q');
     const struct {
         const char *path;
-        int32_t context;
         std::string expected;
-    } steps[] = {
-        {"C:\\help\\app.hlp", 7, "C:\\help\\app.hlp"},
-        {kept.c_str(), 8, kept},      // 519 bytes and the terminator fill the field
-        {tooLong.c_str(), 9, kept},   // one more: the former path stays
-        {nullptr, 10, kept},
-        {"", 11, ""},
-    };
+    } steps[] = {{"C:\\help\\app.hlp", "C:\\help\\app.hlp"}, {kept.c_str(), kept}, {tooLong.c_str(), kept},
+                 {nullptr, kept}, {"", ""}};
+    int32_t context = 7;
     for (const auto &s : steps) {
-        ZEMSetHelpPath(c.ec, s.path, s.context);
-        EXPECT_EQ(c.ec->helpContext, s.context);
-        EXPECT_EQ(std::string(c.ec->helpPath), s.expected) << s.context;
+        ZEMSetHelpPath(c.ec, s.path, ++context);
+        EXPECT_EQ(c.ec->helpContext, context);
+        EXPECT_EQ(std::string(c.ec->helpPath), s.expected) << context;
     }
     EXPECT_EQ(ZEMSetHelpPath(nullptr, "x", 1), 0);
-}
-
-TEST(Settings, DateConvertKeepsNullSlotsAndReplacesOthers) {
-    LeakCheck leaks;
-    Ctx c;
     ZEMSetDateConvert(c.ec, "{d '%s'}", "{ts '%s'}", "{t '%s'}", 0x0003);
     ZEMSetDateConvert(c.ec, nullptr, "<%s>", nullptr, 0x0002);
     EXPECT_EQ(c.ec->dateConvertFlags, 0x0002);
-    EXPECT_EQ(textOf(c.ec->dateConvert[0]), "{d '%s'}");
-    EXPECT_EQ(textOf(c.ec->dateConvert[1]), "<%s>");
-    EXPECT_EQ(textOf(c.ec->dateConvert[2]), "{t '%s'}");
-    ZEMSetDateConvert(nullptr, "a", "b", "c", 1);  // tolerated
-}
-
-TEST(Settings, DateConvertOutOfMemoryEmptiesTheSlot) {
+    EXPECT_EQ(textOf(c.ec->dateConvert[0]) + textOf(c.ec->dateConvert[1]) + textOf(c.ec->dateConvert[2]),
+              "{d '%s'}<%s>{t '%s'}") << "null slots are kept";
+    ZEMSetDateConvert(nullptr, "a", "b", "c", 1);
     // Allocation 1 makes the context, 2-4 the first formats, 5-7 their
-    // replacements: the one that fails leaves its slot 0 and nothing leaks.
+    // replacements: the one that fails leaves its slot 0.
     int runs = EachAllocationFails([](int n) {
         HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, 0);
         if (!ec) return;
         ZEMSetDateConvert(ec, "a%s", "b%s", "c%s", 0);
         ZEMSetDateConvert(ec, "dd%s", "ee%s", "ff%s", 0);
         const char *expected[3] = {"dd%s", "ee%s", "ff%s"};
-        for (int i = 0; i < 3; i++)
-            EXPECT_EQ(textOf(ec->dateConvert[i]), n == 5 + i ? "(null)" : expected[i])
-                << "slot " << i << ", allocation " << n;
+        for (int i = 0; i < 3; i++) EXPECT_EQ(textOf(ec->dateConvert[i]), n == 5 + i ? "(null)" : expected[i]) << n;
         ZEMDestroyEC(ec);
     });
     EXPECT_EQ(runs, 8);
 }
 
 TEST(Settings, DatePictureSlotsAndWidth) {
-    // Widths by hand under the default regional settings: two bytes a number
-    // field, five for yyyy, the longest month name (September) for mmmm, the
-    // longer designator for AM/PM, one byte for a separator or other byte.
-    const struct {
-        const char *pictures[3];
-        uint16_t flags;
-        const char *formats[3];
-        int32_t width;
-    } cases[] = {
+    // Two bytes a number field, five for yyyy, the longest month name for
+    // mmmm, the longer designator for AM/PM, one byte for any other.
+    const struct { const char *pictures[3]; uint16_t flags; const char *formats[3]; int32_t width; } cases[] = {
         {{"", "", ""}, 0, {}, 0},
         {{nullptr, nullptr, nullptr}, 0, {}, 0},
         {{"yyyy/mm/dd", nullptr, nullptr}, 0, {}, 11},
@@ -148,44 +113,34 @@ TEST(Settings, DatePictureSlotsAndWidth) {
         ZEMSetDateConvert(c.ec, k.formats[0], k.formats[1], k.formats[2], k.flags);
         char buffers[3][32] = {};
         const char *given[3];
-        for (int i = 0; i < 3; i++) {
-            given[i] = k.pictures[i] ? strcpy(buffers[i], k.pictures[i]) : nullptr;
-        }
+        for (int i = 0; i < 3; i++) given[i] = k.pictures[i] ? strcpy(buffers[i], k.pictures[i]) : nullptr;
         EXPECT_EQ(ZEMSetDatePicture(c.ec, given[0], given[1], given[2]), 1);
         memset(buffers, 'x', sizeof buffers);  // the context keeps copies
-        for (int i = 0; i < 3; i++) {
-            bool set = k.pictures[i] && k.pictures[i][0];
-            EXPECT_EQ(textOf(c.ec->datePicture[i]), set ? k.pictures[i] : "(null)")
-                << "slot " << i;
-        }
+        for (int i = 0; i < 3; i++)
+            EXPECT_EQ(textOf(c.ec->datePicture[i]), k.pictures[i] && *k.pictures[i] ? k.pictures[i] : "(null)");
         EXPECT_EQ(c.ec->dateTextWidth, k.width) << textOf(k.pictures[0]);
     }
     EXPECT_EQ(ZEMSetDatePicture(nullptr, "d", "d", "d"), 1);
 }
 
 TEST(Settings, DatePictureWidthUnderBothCodePages) {
-    // yyyy + 年 + mm + 月 + dd + 日 in Shift-JIS. Under 932 each kanji is
-    // copied whole (2 bytes); under 1252 the trail byte 0x4E of 年 is the
-    // letter N, a minute field of two bytes.
-    const char *picture = "yyyy\x94\x4Emm\x8C\x8E" "dd\x93\xFA";
+    // yyyy 年 mm 月 dd 日: under 1252 the trail byte 0x4E of 年 is the letter N, a minute field.
+    LeakCheck leaks;
+    Ctx c;
     for (unsigned page : {932u, 1252u}) {
         ASSERT_EQ(ZEMSetSystemCodePage(page), 1);
-        LeakCheck leaks;
-        Ctx c;
-        ZEMSetDatePicture(c.ec, picture, nullptr, nullptr);
+        ZEMSetDatePicture(c.ec, "yyyy\x94\x4Emm\x8C\x8E" "dd\x93\xFA", nullptr, nullptr);
         EXPECT_EQ(c.ec->dateTextWidth, page == 932 ? 15 : 16) << page;
     }
     ZEMSetSystemCodePage(932);
 }
 
-TEST(Settings, OperatorCallbackSlots) {
+TEST(Settings, OperatorCallbacks) {
     const struct {
         int16_t op, type;
         bool stored;
-    } cases[] = {
-        {0, 0, true}, {1, 1, true}, {2, 2, true}, {3, 3, true}, {4, 0, true}, {4, 3, true},
-        {5, 0, false}, {-1, 0, false}, {0, 4, false}, {0, -1, false},
-    };
+    } cases[] = {{0, 0, true}, {1, 1, true}, {2, 2, true}, {3, 3, true}, {4, 0, true},
+                 {5, 0, false}, {-1, 0, false}, {0, 4, false}, {0, -1, false}};
     LeakCheck leaks;
     for (const auto &k : cases) {
         Ctx c;
@@ -194,43 +149,28 @@ TEST(Settings, OperatorCallbackSlots) {
         for (int op = 0; op < OP_COUNT; op++)
             for (int slot = 0; slot < OP_SLOTS; slot++) {
                 bool here = k.stored && op == k.op && slot == k.type;
-                const OperatorGroup &g = c.ec->operators[op];
-                EXPECT_EQ(textOf(g.names[slot]), here ? "Fixed" : "(null)") << op << slot;
-                EXPECT_EQ((void *)g.callbacks[slot], here ? (void *)fixedOperator : nullptr);
+                EXPECT_EQ(textOf(c.ec->operators[op].names[slot]), here ? "Fixed" : "(null)") << op << slot;
+                EXPECT_EQ((void *)c.ec->operators[op].callbacks[slot], here ? (void *)fixedOperator : nullptr);
             }
     }
-    resolved.clear();
     EXPECT_EQ(ZEMSetOperatorCallback(nullptr, 0, 0, "Fixed"), 0);
-    EXPECT_TRUE(resolved.empty());
     // Without a resolve callback the name is kept and the slot stays empty.
     Ctx bare(0, nullptr);
-    EXPECT_EQ(ZEMSetOperatorCallback(bare.ec, 0, 2, "Fixed"), 1);
-    EXPECT_EQ(textOf(bare.ec->operators[0].names[2]), "Fixed");
+    ZEMSetOperatorCallback(bare.ec, 0, 2, "Fixed");
     EXPECT_EQ(bare.ec->operators[0].callbacks[2], nullptr);
     EXPECT_FALSE(operatorAllowed(bare.ec, '+', ZEM_TYPE_STRING));
-    // A second name replaces the first.
     ZEMSetOperatorCallback(bare.ec, 0, 2, "Other");
-    EXPECT_EQ(textOf(bare.ec->operators[0].names[2]), "Other");
-}
-
-TEST(Settings, OperatorCallbackReachesParserAndEvaluator) {
-    LeakCheck leaks;
+    EXPECT_EQ(textOf(bare.ec->operators[0].names[2]), "Other") << "a second name replaces the first";
+    // The parser and evaluator take them up.
     Ctx c;
     EXPECT_EQ(parse(c.ec, "1 || 2"), nullptr) << "Number || needs a callback";
-    EXPECT_EQ(parse(c.ec, "'a' * 'b'"), nullptr);
     ZEMSetOperatorCallback(c.ec, OP_CONCAT, ZEM_TYPE_NUMBER, "Cat");
-    ZEMSetOperatorCallback(c.ec, OP_MULTIPLY, ZEM_TYPE_STRING, "Times");
     EXPECT_NE(parse(c.ec, "1 || 2"), nullptr);
-    EXPECT_NE(parse(c.ec, "'a' * 'b'"), nullptr);
     HEXP plain = parse(c.ec, "2 * 3");
     EXPECT_EQ(valueOf(c.ec, plain), 6);
     ZEMSetOperatorCallback(c.ec, OP_MULTIPLY, ZEM_TYPE_NUMBER, "Fixed");
     EXPECT_EQ(valueOf(c.ec, plain), 42) << "the host's * takes over";
-}
-
-TEST(Settings, OperatorCallbackOutOfMemoryDestroysTheContext) {
-    // Allocation 1 makes the context, 2 the name; a failed name takes the
-    // context with it, items included.
+    // A name that cannot be copied takes the context with it.
     int runs = EachAllocationFails([](int n) {
         HEC ec = ZEMCreateEC(nullptr, resolveName, nullptr, 0);
         if (!ec) return;
@@ -257,28 +197,19 @@ struct Source {
         ZEMSetDatePicture(c.ec, "yyyy/mm/dd", "", "HH:nn");
         ZEMSetOperatorCallback(c.ec, OP_MULTIPLY, ZEM_TYPE_NUMBER, "Fixed");
         ZEMSetHelpPath(c.ec, "app.hlp", 12);
-        add(ZEM_ITEM_FUNCTION, ZEM_TYPE_NUMBER, "Twice", "TwiceImpl", nullptr);
-        add(ZEM_ITEM_INPUT, ZEM_TYPE_NUMBER, "Price", nullptr, (ZEMProc)(void *)priceValue);
-        add(ZEM_ITEM_KEYWORD, 300, "Rise", nullptr, nullptr);
+        AddItem(c.ec, ZEM_ITEM_FUNCTION, "Twice", 0, {.required = 1, .functionName = "TwiceImpl", .params = Params({0})});
+        AddItem(c.ec, ZEM_ITEM_INPUT, "Price", 0, {.required = 1, .callback = Proc(priceValue)});
+        AddItem(c.ec, ZEM_ITEM_KEYWORD, "Rise", 300, {.required = 1});
         HEXP laterOne = parse(c.ec, "Price + 1", "Later");
         parse(c.ec, "Price - 1", "Third");
-        parse(c.ec, "Price / 5");  // a generated name
-        // The first expression comes to name the second.
+        parse(c.ec, "Price / 5");
+        // The first expression comes to name the last.
         HEXP first = parse(c.ec, "Price", "First");
-        ExpError report = {};
         uint16_t type;
-        EXPECT_NE(ZEMParseFormula(c.ec, laterOne, "First() + 1", "Later", &report, &type), nullptr);
-        EXPECT_NE(ZEMParseFormula(c.ec, first, "Price * 2", "First", &report, &type), nullptr);
-        // Now ordinal 0 "Later" = First() + 1 names ordinal 3, "First".
-        EXPECT_EQ(ZEMGetExpressionOrdinal(c.ec, first), 3);
+        EXPECT_NE(ZEMParseFormula(c.ec, laterOne, "First() + 1", "Later", nullptr, &type), nullptr);
+        EXPECT_NE(ZEMParseFormula(c.ec, first, "Price * 2", "First", nullptr, &type), nullptr);
         resolved.clear();
         notifications = 0;
-    }
-    void add(int kind, int type, const char *name, const char *functionName, ZEMProc cb) {
-        bool function = kind == ZEM_ITEM_FUNCTION;
-        AddItem(c.ec, kind, name, type,
-                {.required = 1, .functionName = functionName, .callback = cb, .params = Params({0}),
-                 .paramCount = function});
     }
 };
 
@@ -288,10 +219,8 @@ std::vector<std::string> itemsOf(HEC ec, int kind) {
     for (unsigned i = 0; i < SvcArrayCount(store); i++) {
         ExpItem *it = *(ExpItem **)SvcArrayLock(store, i);
         SvcArrayUnlock(store);
-        char callback[8];
-        snprintf(callback, sizeof callback, "%s",
-                 !it->callback ? "none" : it->callback == otherProc ? "other" : "price");
-        out.push_back(std::string(it->name) + "/" + textOf(it->functionName) + "/" + callback);
+        const char *code = !it->callback ? "none" : it->callback == otherProc ? "other" : "price";
+        out.push_back(std::string(it->name) + "/" + textOf(it->functionName) + "/" + code);
     }
     return out;
 }
@@ -300,13 +229,12 @@ std::vector<std::string> expressionsOf(HEC ec) {
     std::vector<std::string> out;
     for (int32_t i = 0; i < ZEMGetExpressionCount(ec); i++) {
         HEXP e = ZEMHEXPFromOrdinal(ec, i);
-        char name[80], text[80];
-        ZEMGetExpressionName(ec, e, sizeof name, name);
-        ZEMGetExpressionText(ec, e, sizeof text, text);
-        out.push_back(std::string(name) + "=" + text);
+        out.push_back(std::string(e->name) + "=" + e->text);
     }
     return out;
 }
+
+const std::vector<std::string> kCopied = {"Third=Price - 1", "Formula1=Price / 5", "First=Price * 2"};
 
 }  // namespace
 
@@ -330,7 +258,7 @@ TEST(Copy, CarriesSettingsItemsAndExpressions) {
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(textOf(copy->dateConvert[i]), textOf(src->dateConvert[i]));
         EXPECT_EQ(textOf(copy->datePicture[i]), textOf(src->datePicture[i]));
-        EXPECT_NE(copy->datePicture[i] && copy->datePicture[i] == src->datePicture[i], true);
+        EXPECT_FALSE(copy->datePicture[i] && copy->datePicture[i] == src->datePicture[i]);
     }
     EXPECT_EQ(copy->dateTextWidth, 11 + 8);
     // Not copied: operator table, help, name counters.
@@ -339,79 +267,140 @@ TEST(Copy, CarriesSettingsItemsAndExpressions) {
     EXPECT_EQ(copy->helpContext, 0);
     EXPECT_STREQ(copy->helpPath, "");
     EXPECT_EQ(copy->nextFormulaNumber, 1);
-    for (int kind : {ZEM_ITEM_FUNCTION, ZEM_ITEM_INPUT, ZEM_ITEM_KEYWORD})
-        EXPECT_EQ(itemsOf(copy, kind), itemsOf(src, kind)) << kind;
+    for (int kind : {ZEM_ITEM_FUNCTION, ZEM_ITEM_INPUT, ZEM_ITEM_KEYWORD}) EXPECT_EQ(itemsOf(copy, kind), itemsOf(src, kind));
     EXPECT_EQ(itemsOf(copy, ZEM_ITEM_FUNCTION), std::vector<std::string>{"Twice/TwiceImpl/other"});
-    // "Later" named a later expression and is left out; the rest keep
-    // their order from ordinal 0.
-    std::vector<std::string> expected = {"Third=Price - 1", "Formula1=Price / 5",
-                                         "First=Price * 2"};
-    EXPECT_EQ(expressionsOf(copy), expected);
-    HEXP third = ZEMHEXPFromName(copy, "Third");
-    EXPECT_EQ(ZEMGetExpressionOrdinal(copy, third), 0);
-    // The source's * goes to the host; the copy has no operator table.
+    // "Later" named a later expression and is left out; the rest keep their order.
+    EXPECT_EQ(expressionsOf(copy), kCopied);
     EXPECT_EQ(valueOf(src, ZEMHEXPFromName(src, "First")), 42);
     EXPECT_EQ(valueOf(copy, ZEMHEXPFromName(copy, "First")), 10);
     ZEMDestroyEC(s.c.ec);
     s.c.ec = nullptr;
-    EXPECT_EQ(valueOf(copy, third), 4) << "the copy lives on without its source";
-    EXPECT_EQ(valueOf(copy, ZEMHEXPFromName(copy, "Formula1")), 1);
+    EXPECT_EQ(valueOf(copy, ZEMHEXPFromOrdinal(copy, 0)), 4) << "the copy lives on without its source";
     ZEMDestroyEC(copy);
     EXPECT_EQ(ZEMCopyEC(nullptr), nullptr);
 }
 
-TEST(Copy, DateSettingsOnlyWhenSet) {
-    const struct {
-        const char *formats[3];
-        uint16_t flags;
-        const char *pictures[3];
-        uint16_t copiedFlags;
-        bool picturesCopied;
-    } cases[] = {
-        {{nullptr, nullptr, nullptr}, 0x0003, {nullptr, "HH:nn", "HH:nn"}, 0, false},
-        {{nullptr, nullptr, "<%s>"}, 0x0003, {"d/m", nullptr, "HH:nn"}, 0x0003, true},
-        {{"<%s>", nullptr, nullptr}, 0x0001, {"d/m", "", ""}, 0x0001, true},
-    };
-    LeakCheck leaks;
-    for (const auto &k : cases) {
-        Ctx c;
-        ZEMSetDateConvert(c.ec, k.formats[0], k.formats[1], k.formats[2], k.flags);
-        ZEMSetDatePicture(c.ec, k.pictures[0], k.pictures[1], k.pictures[2]);
-        HEC copy = ZEMCopyEC(c.ec);
-        ASSERT_NE(copy, nullptr);
-        EXPECT_EQ(copy->dateConvertFlags, k.copiedFlags);
-        for (int i = 0; i < 3; i++) {
-            EXPECT_EQ(textOf(copy->dateConvert[i]), textOf(k.formats[i]));
-            EXPECT_EQ(textOf(copy->datePicture[i]),
-                      k.picturesCopied ? textOf(c.ec->datePicture[i]) : "(null)");
-        }
-        EXPECT_EQ(copy->dateTextWidth, k.picturesCopied ? c.ec->dateTextWidth : 0);
-        ZEMDestroyEC(copy);
-    }
-}
-
 TEST(Copy, OutOfMemoryAtEveryStep) {
     Source s;
-    HEC warm = ZEMCopyEC(s.c.ec);  // first-use state of the parser outside the count
-    ZEMDestroyEC(warm);
-    std::vector<std::string> full = expressionsOf(s.c.ec);
+    ZEMDestroyEC(ZEMCopyEC(s.c.ec));  // first-use state of the parser outside the count
     int runs = EachAllocationFails([&](int n) {
         HEC copy = ZEMCopyEC(s.c.ec);
-        if (n == 1) {
-            EXPECT_EQ(copy, nullptr);
-        }
+        if (n == 1) { EXPECT_EQ(copy, nullptr); }
         if (!copy) return;
         // A partial copy: what arrived is a subsequence of the full copy.
-        std::vector<std::string> got = expressionsOf(copy);
-        std::vector<std::string> want = {"Third=Price - 1", "Formula1=Price / 5",
-                                         "First=Price * 2"};
         size_t at = 0;
-        for (const std::string &e : got) {
-            while (at < want.size() && want[at] != e) at++;
-            EXPECT_LT(at, want.size()) << e << " with allocation " << n;
+        for (const std::string &e : expressionsOf(copy)) {
+            while (at < kCopied.size() && kCopied[at] != e) at++;
+            EXPECT_LT(at, kCopied.size()) << e << " with allocation " << n;
         }
         ZEMDestroyEC(copy);
     });
     EXPECT_GT(runs, 20);
-    EXPECT_EQ(expressionsOf(s.c.ec), full);
+    EXPECT_EQ(expressionsOf(s.c.ec).size(), 4u);
 }
+
+TEST(Startup, LoadedStateAndThreadBlocks) {
+    EXPECT_NE(FUNModuleHandle(), nullptr);
+    ThreadBlock *mine = threadBlock();
+    ASSERT_NE(mine, nullptr);
+    EXPECT_EQ(mine, threadBlock()) << "one block a thread";
+    EXPECT_EQ(mine->defaultContext, defaultContext());
+    EXPECT_NE(defaultContext(), nullptr);
+    EXPECT_STREQ(mine->keywordLabel, "Keyword");
+    EXPECT_STREQ(mine->numberLabel, "Number");
+    EXPECT_STREQ(mine->rangeLabel, "\x94\xcd\x88\xcd");  // 範囲
+    std::thread other([mine] {
+        ThreadBlock *tb = threadBlock();
+        ASSERT_NE(tb, nullptr);
+        EXPECT_NE(tb, mine);
+        EXPECT_STREQ(tb->formulaLabel, "Formula") << "labels on every thread";
+        EXPECT_STREQ(tb->setLabel, "\x90\xdd\x92\xe8");  // 設定
+        EXPECT_EQ(tb->defaultContext, defaultContext());
+        EXPECT_EQ(tb->repairMode + tb->lastError.code, 0u);
+        EXPECT_EQ(tb->editedExpression, nullptr);
+    });
+    other.join();
+    long before = SvcLiveBlocks();
+    std::thread failing([] {
+        SvcFailAllocAfter(1);
+        EXPECT_EQ(threadBlock(), nullptr);
+        EXPECT_NE(threadBlock(), nullptr) << "the next call tries again";
+    });
+    failing.join();
+    EXPECT_EQ(SvcLiveBlocks(), before) << "the block goes with its thread";
+    {
+        LockGuard outer(&gParserLock), inner(&gParserLock);
+        EXPECT_EQ(gParserLock.depth, 2);
+        std::thread date([] {
+            LockGuard held(&gDateLock);
+            EXPECT_EQ(gDateLock.depth, 1) << "the date lock is free to another thread";
+        });
+        date.join();
+    }
+    EXPECT_EQ(gParserLock.depth + gDateLock.depth, 0);
+}
+
+TEST(Memory, BlocksReallocAndFailures) {
+    LeakCheck leaks;
+    char *p = (char *)SvcAlloc(4);
+    EXPECT_EQ(p[0] + p[3], 0);
+    memcpy(p, "abc", 4);
+    p = (char *)SvcRealloc(p, 64);
+    EXPECT_STREQ(p, "abc");
+    for (int i = 4; i < 64; i++) ASSERT_EQ(p[i], 0) << "growth is zeroed";
+    EXPECT_GE(SvcSize(p), 64u);
+    SvcFailAllocAfter(3);
+    void *a = SvcAlloc(1), *b = SvcAlloc(1);
+    EXPECT_EQ(SvcRealloc(p, 128), nullptr) << "the third allocation fails";
+    EXPECT_STREQ(p, "abc") << "a failed realloc leaves the old block valid";
+    void *d = SvcAlloc(1);
+    EXPECT_TRUE(a && b && d && !SvcFailAllocPending()) << "only the one allocation fails";
+    SvcFree(a), SvcFree(b), SvcFree(d), SvcFree(p);
+    EXPECT_EQ(ZEMMemRealloc(nullptr, 10), nullptr) << "a null block is no allocation";
+    EXPECT_EQ(ZEMMemSize(nullptr), 0u);
+    ZEMMemFree(nullptr);
+    void *m = ZEMMemRealloc(ZEMMemAlloc(10), 100);
+    EXPECT_GE(ZEMMemSize(m), 100u);
+    ZEMMemFree(m);
+}
+
+TEST(HandleArray, GrowRemoveLockAndLimits) {
+    LeakCheck leaks;
+    auto countOf = [](HARRAY a) { return SvcArrayInfo(a) >> 16; };
+    HARRAY a = SvcArrayCreate(4, 1);
+    EXPECT_EQ(countOf(a), 1u);
+    int32_t *walk = (int32_t *)SvcArrayLock(a, 0);
+    walk[0] = 10;
+    // Growing past the capacity while a walker holds its pointer leaves that pointer readable.
+    for (int i = 1; i < 100; i++) {
+        a = SvcArrayGrow(a, -1);
+        int32_t *e = (int32_t *)SvcArrayLock(a, (unsigned)i);
+        EXPECT_EQ(*e, 0);
+        *e = 10 + i;
+        SvcArrayUnlock(a);
+    }
+    EXPECT_EQ(walk[0], 10);
+    SvcArrayUnlock(a);
+    EXPECT_EQ(countOf(a), 100u);
+    a = SvcArrayRemove(a, 0);
+    int32_t *e = (int32_t *)SvcArrayLock(a, 0);
+    EXPECT_EQ(e[0] + e[98], 11 + 109) << "later elements close up";
+    SvcArrayUnlock(a);
+    while (countOf(a)) a = SvcArrayRemove(a, countOf(a) - 1);
+    EXPECT_EQ(SvcArrayInfo(a), 0u) << "count 0 is a legal state";
+    EXPECT_EQ(SvcArrayGrow(a, 0), 0u) << "only position -1 appends";
+    while (countOf(a) < SVC_ARRAY_MAX) ASSERT_NE(SvcArrayGrow(a, -1), 0u);
+    EXPECT_EQ(SvcArrayGrow(a, -1), 0u) << "the count fits 16 bits";
+    SvcArrayLock(a, 0);
+    SvcArrayDestroy(a);  // a locked array may be destroyed
+    EachAllocationFails([](int) {
+        HARRAY b = SvcArrayCreate(12, 1);
+        for (int i = 0; b && i < 10; i++) {
+            HARRAY grown = SvcArrayGrow(b, -1);
+            if (!grown) break;
+            b = grown;
+        }
+        SvcArrayDestroy(b);
+    });
+}
+

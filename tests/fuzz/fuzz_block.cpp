@@ -1,17 +1,12 @@
-// Random context blocks of every version into ZEMSetECContents. Input:
-//
-//   byte 0  bit 0 code page 1252 (else 932), bit 1 a resolve callback,
-//           bits 2-3 the repair callback (none, refuse, a text of its own,
-//           the same text once), bit 4 an error callback, bit 5 load the
-//           expressions, bit 6 the built-in functions
-//   byte 1  the context's option word
-//   byte 2  bits 0-1 ReportAverage (absent, 1, 2 or no parameters), bits 2-7
-//           the subclass its first parameter asks for
-//   then    the repair text, terminated ("" for "1 + 2")
-//   then    the block to the end; its first byte is taken modulo 4
-//
-// A block that loads is written out again and must load again, with as
-// many expressions and no repair, unless it repeats a name.
+// Random context blocks of every version into ZEMSetECContents. Byte 0:
+// bit 0 code page 1252 (else 932), bit 1 a resolve callback, bits 2-3 the
+// repair callback (none, refuse, a text of its own, the same text once),
+// bit 4 an error callback, bit 5 load the expressions, bit 6 the built-in
+// functions; byte 1 the option word; byte 2 bits 0-1 ReportAverage (absent,
+// 1, 2 or no parameters), bits 2-7 the subclass its first parameter asks
+// for; then the repair text, terminated ("" for "1 + 2"); then the block,
+// its first byte taken modulo 4. A block that loads is written out again
+// and must load again with as many expressions, unless it repeats a name.
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
@@ -24,18 +19,9 @@
 namespace {
 
 enum RepairMode { NoRepair, Refuse, OwnText, SameTextOnce };
-
-struct Setup {
-    uint8_t bits, options, average;
-};
-
-// The host's side of one load.
-struct Host {
-    RepairMode mode;
-    const char *fixed;
-    int repairs;  // calls in this load
-    std::string given;
-} gHost;
+struct Setup { uint8_t bits, options, average; };
+// The host's side of one load; repairs counts the calls.
+struct Host { RepairMode mode; const char *fixed; int repairs; std::string given; } gHost;
 
 void ZEMCALL dummy(void) {}
 
@@ -58,17 +44,11 @@ void ZEMCALL onError(HEC, const char *text, const ExpError *error) { touch(text,
 const char *ZEMCALL repairText(HEC, const char *text, const char *name, const ExpError *error) {
     touch(text, error);
     touch(name, error);
-    if (++gHost.repairs > 8) return nullptr;
-    switch (gHost.mode) {
-    case OwnText:
-        return gHost.fixed;
-    case SameTextOnce:
-        if (gHost.repairs > 1) return nullptr;
-        gHost.given = text;
-        return gHost.given.c_str();
-    default:
-        return nullptr;
-    }
+    if (++gHost.repairs > 8 || gHost.mode < OwnText) return nullptr;
+    if (gHost.mode == OwnText) return gHost.fixed;
+    if (gHost.repairs > 1) return nullptr;
+    gHost.given = text;
+    return gHost.given.c_str();
 }
 
 void addItem(HEC ec, int kind, int type, const char *name, int params, uint16_t subclass) {
@@ -129,8 +109,7 @@ void roundTrip(HEC ec, const Setup &s) {
     if (ZEMGetECBlock(ec, (int32_t)size, block.data()) != size) abort();
     HEC again = makeContext(s, false);
     if (!again) return;
-    bool same = load(again, s, block) == 1 &&
-                ZEMGetExpressionCount(again) == ZEMGetExpressionCount(ec);
+    bool same = load(again, s, block) == 1 && ZEMGetExpressionCount(again) == ZEMGetExpressionCount(ec);
     if (!same && namesUnique(ec)) abort();
     ZEMDestroyEC(again);
 }
