@@ -1,104 +1,70 @@
 #!/bin/sh
 # Runs the zem tool: its built-in example, formulas given as arguments, a
 # formula that does not parse, block files saved, told and loaded, and
-# mistakes on the command line. Arguments:
-# the tool, then the emulator that runs it, if any.
+# mistakes on the command line. Arguments: the tool, then the emulator that
+# runs it, if any.
 zem=$1
 shift
 EMU="$*"
 fails=0
-out=$(mktemp)
-blk=$(mktemp)
-bad=$(mktemp)
-fix=$(mktemp)
+out=$(mktemp) blk=$(mktemp) bad=$(mktemp) fix=$(mktemp)
 trap 'rm -f "$out" "$blk" "$bad" "$fix"' EXIT
 input=/dev/null  # standard input of the next zem_run
+fail() { echo "FAIL: $*"; cat "$out"; fails=$((fails + 1)); }
 
-# Runs zem under the emulator, if any, and checks its exit status.
 zem_run() {  # expected-exit args...
     want=$1
     shift
     $EMU "$zem" "$@" >"$out" 2>&1 <"$input"
     got=$?
     input=/dev/null
-    # A Windows program ends its lines with CR LF.
-    tr -d '\r' <"$out" >"$out.lf" && mv "$out.lf" "$out"
-    if [ "$got" != "$want" ]; then
-        echo "FAIL: zem $* gave exit $got, not $want"
-        cat "$out"
-        fails=$((fails + 1))
-    fi
+    tr -d '\r' <"$out" >"$out.lf" && mv "$out.lf" "$out"  # a Windows program's CR LF
+    [ "$got" = "$want" ] || fail "zem $* gave exit $got, not $want"
 }
-has() {  # an exact line of the output
-    if ! grep -qxF -- "$1" "$out"; then
-        echo "FAIL: no line [$1] in"
-        cat "$out"
-        fails=$((fails + 1))
-    fi
+has() {  # exact lines of the output
+    for line; do grep -qxF -- "$line" "$out" || fail "no line [$line] in"; done
 }
 
-# The built-in example: values of every kind and one report, and exit 0.
+# The built-in example: values of every kind and one report.
 zem_run 0
-has "  Total() = 37.5"
-has "  Price / 7 = 1.785714285714285714285714285714285714286"
-has "  Due + 1 MONTH = 2/28/2001 12:00:00 AM"
-has "  Due - 1/1/2001 = 30"
-has "  'Dear ' || Name || ' san, please pay ' || NumberToStr(Total(), 2) = Dear 山田 san, please pay 37.50"
-has "  Price * Quantity"
-has "          ^^^^^^^^"
-has "  ERR_VAR: 認識できない入力ﾃﾞｰﾀです。 (code 102)"
-
+has "  Total() = 37.5" "  Price / 7 = 1.785714285714285714285714285714285714286" \
+    "  Due + 1 MONTH = 2/28/2001 12:00:00 AM" "  Due - 1/1/2001 = 30" \
+    "  'Dear ' || Name || ' san, please pay ' || NumberToStr(Total(), 2) = Dear 山田 san, please pay 37.50" \
+    "  Price * Quantity" "          ^^^^^^^^" "  ERR_VAR: 認識できない入力ﾃﾞｰﾀです。 (code 102)"
 # Items of each type, a named formula, names and texts beyond ASCII.
 zem_run 0 -d 'Twice=金額 * 2' 金額=12.5 Due:date=1/31/2001 Code:string=42 \
     'Twice() + 1' 'Due + 1 YEAR' "Code || 'ｱｲ'" 'StrLength(Code)'
-has "  Twice() + 1 = 26"
-has "  Due + 1 YEAR = 1/31/2002 12:00:00 AM"
-has "  Code || 'ｱｲ' = 42ｱｲ"
-has "  StrLength(Code) = 2"
-
+has "  Twice() + 1 = 26" "  Due + 1 YEAR = 1/31/2002 12:00:00 AM" "  Code || 'ｱｲ' = 42ｱｲ" \
+    "  StrLength(Code) = 2"
 # A failing formula: the caret counts a double-byte character as two.
 zem_run 1 'X=1' "'日本' || X"
-has "  '日本' || X"
-has "            ^"
-has "  ERR_TYPESTR: ﾘﾃﾗﾙはString型ﾃﾞｰﾀに使用されます。 (code 115)"
+has "  '日本' || X" "            ^" "  ERR_TYPESTR: ﾘﾃﾗﾙはString型ﾃﾞｰﾀに使用されます。 (code 115)"
 zem_run 1 -d 'A=1 +' 'A()'
 has "  in the named formula A"
 
-# A context saved as a block file and told back: 21 bytes of version and
-# empty names, 4 + 3 * 86 of items, 4 + 11 + 6 of the one named formula.
+# A block saved and told: 21 bytes of version and empty names, 4 + 3 * 86
+# of items, 4 + 11 + 6 of the one named formula.
 zem_run 0 -d 'Total=金額 * Qty' 金額=12.5 Qty=3 Note:string=hi --save "$blk" 'Total()'
 has "  Total() = 37.5"
 zem_run 0 --describe "$blk"
-has "version 3, 304 bytes"
-has "  +  on Number    (none)"
-has "  || on Keyword   (none)"
-has "input items: 3"
-has "  金額: number, subclass 0, flags 0x0000, function (none)"
-has "  Note: string, subclass 0, flags 0x0000, function (none)"
-has "expressions: 1"
-has "  0 Total = 金額 * Qty"
-
-# The block loaded again: its items take values from the command line under
-# the block's types (Note stays a string), its formula serves as Total().
+has "version 3, 304 bytes" "  +  on Number    (none)" "  || on Keyword   (none)" "input items: 3" \
+    "  金額: number, subclass 0, flags 0x0000, function (none)" \
+    "  Note: string, subclass 0, flags 0x0000, function (none)" "expressions: 1" "  0 Total = 金額 * Qty"
+# Loaded again, its items take values under the block's types.
 zem_run 0 --load "$blk" 金額=2 Qty=4 Note=42 'Total() * 2' "Note || 'y'"
-has "  Total() * 2 = 16"
-has "  Note || 'y' = 42y"
+has "  Total() * 2 = 16" "  Note || 'y' = 42y"
 zem_run 2 --load "$blk" Note:number=1 'Note'
 zem_run 2 --load "$bad.none" 'Total()'
 
-# A block whose formula names an item it does not hold: the repair shows the
-# formula and its error, a correction that fails too is offered again, the
+# A formula of the block that names an item it does not hold: the repair
+# shows it with its error, a correction that fails too is offered again, the
 # next one loads. An empty line or the end of input gives the load up.
 { printf '\003'; head -c 20 /dev/zero; printf '\374\000\001\000Price * 2\000Twice\000'; } >"$bad"
 printf '2 *\n3 * 2\n' >"$fix"
 input=$fix
 zem_run 0 --load "$bad" 'Twice() + 1'
-has "zem: the formula Twice of the block does not parse:"
-has "  Price * 2"
-has "  ^^^^^"
-has "  ERR_VAR: 認識できない入力ﾃﾞｰﾀです。 (code 102)"
-has "  2 *"
-has "  Twice() + 1 = 7"
+has "zem: the formula Twice of the block does not parse:" "  Price * 2" "  ^^^^^" \
+    "  ERR_VAR: 認識できない入力ﾃﾞｰﾀです。 (code 102)" "  2 *" "  Twice() + 1 = 7"
 for answer in '\n' ''; do
     printf "$answer" >"$fix"
     input=$fix
@@ -107,16 +73,13 @@ for answer in '\n' ''; do
 done
 zem_run 0 --save "$blk"
 zem_run 0 --describe="$blk"
-has "input items: none"
-has "expressions: none"
+has "input items: none" "expressions: none"
 
 # Blocks made by hand: an operator name in the * group, and an item with a
 # subclass, flags and a function name.
-printf '\003\000\000\000\000\000\000\000\000Mul\000' >"$bad"
-head -c 11 /dev/zero >>"$bad"
+{ printf '\003\000\000\000\000\000\000\000\000Mul\000'; head -c 11 /dev/zero; } >"$bad"
 zem_run 0 --describe "$bad"
-has "  *  on Number    Mul"
-has "  *  on DateTime  (none)"
+has "  *  on Number    Mul" "  *  on DateTime  (none)"
 { printf '\003'; head -c 20 /dev/zero; printf '\372\000\001\000\001\000\002\000'
   head -c 8 /dev/zero; printf 'Code'; head -c 61 /dev/zero
   printf '\000\000\007\000\000\000\041\000GetCode\000'; } >"$bad"
@@ -128,18 +91,14 @@ has "  Code: string, subclass 7, flags 0x0021, function GetCode"
 # foreign first byte, an empty file, no file.
 zem_run 0 -d 'T=X * 2' X=1 --save "$blk"
 size=$(wc -c <"$blk")
-[ "$size" = 123 ] || { echo "FAIL: the saved block has $size bytes, not 123"; fails=$((fails + 1)); }
+[ "$size" = 123 ] || fail "the saved block has $size bytes, not 123"
 n=0
 while [ "$n" -lt "$size" ]; do
     head -c "$n" "$blk" >"$bad"
     $EMU "$zem" --describe "$bad" >/dev/null 2>&1
-    got=$?
-    want=1
-    if [ "$n" = 21 ] || [ "$n" = 111 ]; then want=0; fi
-    if [ "$got" != "$want" ]; then
-        echo "FAIL: a block cut to $n of $size bytes gave exit $got, not $want"
-        fails=$((fails + 1))
-    fi
+    got=$? want=1
+    [ "$n" = 21 ] || [ "$n" = 111 ] && want=0
+    [ "$got" = "$want" ] || fail "a block cut to $n of $size bytes gave exit $got, not $want"
     n=$((n + 1))
 done
 head -c 60 "$blk" >"$bad"
@@ -159,10 +118,8 @@ zem_run 2 --describe "$bad" X=1
 # Mistakes on the command line.
 zem_run 0 --help
 has "Usage:"
-zem_run 2 Price:number=abc 'Price'
-zem_run 2 'Price:money=1' 'Price'
-zem_run 2 Qty=3
-zem_run 2 --what 1
-
+for args in 'Price:number=abc Price' 'Price:money=1 Price' 'Qty=3' '--what 1'; do
+    zem_run 2 $args
+done
 [ "$fails" = 0 ] && echo "zem: all checks passed"
 [ "$fails" = 0 ]
