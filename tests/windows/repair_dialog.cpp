@@ -1,14 +1,10 @@
 // The block reader's repair over real windows: a text of the block that no
 // longer parses opens the builder in repair mode, the load error comes up
-// over it a moment later with the faulty span selected in both, and what
-// the user does then decides the load. A second thread finds the dialogs
-// and drives them by window messages; a driver that loses its way closes
-// what is open, so that the load ends and the test fails. With ZEM_SHOTS
+// over it a moment later with the faulty span selected in both, and what the
+// user does then decides the load. A second thread drives the dialogs by
+// window messages; one that loses its way closes what is open. With ZEM_SHOTS
 // set to a folder it prints "shot NAME" and waits for FOLDER\NAME.done, so
-// that a script can take screenshots: the builder in repair mode, and the
-// load error on its own (under wine in a virtual X server without a window
-// manager, any modal window over the builder shows black in a screenshot,
-// the system's message boxes too, though it works and its content is there).
+// that a script can take screenshots.
 #include <windows.h>
 
 #include <stdio.h>
@@ -21,7 +17,7 @@
 
 namespace {
 
-enum { WAIT_MS = 5000, POLL_MS = 20 };
+enum { WAIT_MS = 5000 };
 
 struct Seen {
     DWORD thread;
@@ -29,29 +25,19 @@ struct Seen {
     HWND builder = nullptr, error = nullptr;
     bool errorAtFirst = false, nameEnabled = true;
     int errorControls = 0;
-    DWORD waited = 0;  // from the builder to the error dialog, in milliseconds
+    DWORD waited = 0;  // from the builder to the error dialog
     std::string name, errorText, builderText;
     std::vector<std::string> refused;  // the texts of the errors shown over fixes
-    int32_t errorStart = 0, errorEnd = 0, builderStart = 0, builderEnd = 0;
+    int32_t errorSpan[2] = {}, builderSpan[2] = {};  // in bytes, as the library counts
 };
 
-BOOL CALLBACK countChild(HWND, LPARAM count) {
-    ++*(int *)count;
-    return TRUE;
-}
-
-// A dialog shows once it has set its controls.
+BOOL CALLBACK countChild(HWND, LPARAM count) { return ++*(int *)count, TRUE; }
 BOOL CALLBACK findDialogs(HWND w, LPARAM p) {
     Seen *seen = (Seen *)p;
-    if (!IsWindowVisible(w)) return TRUE;
+    if (!IsWindowVisible(w)) return TRUE;  // a dialog shows once it has set its controls
     if (GetDlgItem(w, ID_EXPRESSIONS)) seen->builder = w;
     else if (GetDlgItem(w, ID_ERROR_TEXT) && GetDlgItem(w, ID_ERROR_OK)) seen->error = w;
     return TRUE;
-}
-
-void look(Seen *seen) {
-    seen->builder = seen->error = nullptr;
-    EnumThreadWindows(seen->thread, findDialogs, (LPARAM)seen);
 }
 
 std::string textOf(HWND w) {
@@ -60,37 +46,28 @@ std::string textOf(HWND w) {
     return text;
 }
 
-// In bytes, as the library counts; the control may count characters.
-void selectionOf(HWND field, int32_t *start, int32_t *end) {
-    Ui()->getSelection(field, start, end);
+void look(Seen *seen) {
+    seen->builder = seen->error = nullptr;
+    EnumThreadWindows(seen->thread, findDialogs, (LPARAM)seen);
 }
 
-template <typename F>
-bool waitFor(Seen *seen, F test) {
-    for (int waited = 0; waited < WAIT_MS; waited += POLL_MS) {
+// Whether each dialog is open or not as wanted within the wait.
+bool waitFor(Seen *seen, bool builder, bool error) {
+    for (int waited = 0; waited < WAIT_MS; waited += 20, Sleep(20)) {
         look(seen);
-        if (test()) return true;
-        Sleep(POLL_MS);
+        if (!seen->builder == !builder && !seen->error == !error) return true;
     }
     return false;
 }
 
 void press(HWND dialog, int id) { PostMessageA(GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
 
-// Types over the whole text, as a user who selects all first.
-void typeText(HWND dialog, const std::string &text) {
-    HWND field = GetDlgItem(dialog, ID_TEXT);
-    SendMessageA(field, EM_SETSEL, 0, -1);
-    SendMessageA(field, EM_REPLACESEL, TRUE, (LPARAM)text.c_str());
-}
-
 DWORD giveUp(Seen *seen) {
-    for (int i = 0; i < WAIT_MS / 100; i++) {
-        look(seen);
-        if (seen->error) press(seen->error, ID_ERROR_OK);
-        else if (seen->builder) press(seen->builder, ID_CANCEL);
-        else break;
+    look(seen);
+    for (int i = 0; i < WAIT_MS / 100 && (seen->error || seen->builder); i++) {
+        press(seen->error ? seen->error : seen->builder, seen->error ? ID_ERROR_OK : ID_CANCEL);
         Sleep(100);
+        look(seen);
     }
     return 1;
 }
@@ -102,56 +79,49 @@ void screenshot(const char *name) {
     std::string done = std::string(dir) + "\\" + name + ".done";
     printf("shot %s\n", name);
     fflush(stdout);
-    for (int i = 0; i < 1000 && GetFileAttributesA(done.c_str()) == INVALID_FILE_ATTRIBUTES; i++)
-        Sleep(20);
+    for (int i = 0; i < 1000 && GetFileAttributesA(done.c_str()) == INVALID_FILE_ATTRIBUTES; i++) Sleep(20);
 }
 
-// The builder as it opens for the repair, and the load error over it.
-bool lookAtRepair(Seen *seen) {
-    if (!waitFor(seen, [&] { return seen->builder != nullptr; })) return false;
-    seen->errorAtFirst = seen->error != nullptr;
-    DWORD from = GetTickCount();
-    HWND name = GetDlgItem(seen->builder, ID_NAME);
-    seen->name = textOf(name);
-    seen->nameEnabled = IsWindowEnabled(name);
-    if (!waitFor(seen, [&] { return seen->error != nullptr; })) return false;
-    seen->waited = GetTickCount() - from;
-    Sleep(300);  // the span is selected after the first paint
-    HWND field = GetDlgItem(seen->error, ID_ERROR_TEXT);
-    seen->errorText = textOf(field);
-    selectionOf(field, &seen->errorStart, &seen->errorEnd);
-    EnumChildWindows(seen->error, countChild, (LPARAM)&seen->errorControls);
-    press(seen->error, ID_ERROR_OK);
-    if (!waitFor(seen, [&] { return !seen->error && seen->builder; })) return false;
-    HWND text = GetDlgItem(seen->builder, ID_TEXT);
-    seen->builderText = textOf(text);
-    selectionOf(text, &seen->builderStart, &seen->builderEnd);
-    screenshot("repair");
-    return true;
-}
-
-// Each fix but the last fails again: its error comes over the builder,
+// The builder as it opens for the repair, the load error over it, then each
+// fix: all but the last fail again, their error comes over the builder,
 // which stays open for the next.
 DWORD WINAPI drive(void *p) {
     Seen *seen = (Seen *)p;
-    if (!lookAtRepair(seen)) return giveUp(seen);
+    if (!waitFor(seen, true, false) && !seen->builder) return giveUp(seen);
+    seen->errorAtFirst = seen->error != nullptr;
+    DWORD from = GetTickCount();
+    HWND name = GetDlgItem(seen->builder, ID_NAME), field;
+    seen->name = textOf(name);
+    seen->nameEnabled = IsWindowEnabled(name);
+    if (!waitFor(seen, true, true)) return giveUp(seen);
+    seen->waited = GetTickCount() - from;
+    Sleep(300);  // the span is selected after the first paint
+    seen->errorText = textOf(field = GetDlgItem(seen->error, ID_ERROR_TEXT));
+    Ui()->getSelection(field, &seen->errorSpan[0], &seen->errorSpan[1]);
+    EnumChildWindows(seen->error, countChild, (LPARAM)&seen->errorControls);
+    press(seen->error, ID_ERROR_OK);
+    if (!waitFor(seen, true, false)) return giveUp(seen);
+    seen->builderText = textOf(field = GetDlgItem(seen->builder, ID_TEXT));
+    Ui()->getSelection(field, &seen->builderSpan[0], &seen->builderSpan[1]);
+    screenshot("repair");
     for (size_t i = 0; i < seen->fixes.size(); i++) {
-        typeText(seen->builder, seen->fixes[i]);
+        SendMessageA(field, EM_SETSEL, 0, -1);  // typed over the whole text
+        SendMessageA(field, EM_REPLACESEL, TRUE, (LPARAM)seen->fixes[i].c_str());
         press(seen->builder, ID_OK);
         if (i + 1 == seen->fixes.size()) break;
-        if (!waitFor(seen, [&] { return seen->error != nullptr; })) return giveUp(seen);
+        if (!waitFor(seen, true, true)) return giveUp(seen);
         seen->refused.push_back(textOf(GetDlgItem(seen->error, ID_ERROR_TEXT)));
         press(seen->error, ID_ERROR_OK);
-        if (!waitFor(seen, [&] { return !seen->error && seen->builder; })) return giveUp(seen);
+        if (!waitFor(seen, true, false)) return giveUp(seen);
     }
     if (seen->fixes.empty()) press(seen->builder, ID_CANCEL);
-    return waitFor(seen, [&] { return !seen->builder && !seen->error; }) ? 0 : giveUp(seen);
+    return waitFor(seen, false, false) ? 0 : giveUp(seen);
 }
 
 // The load error on its own, for the screenshot.
 DWORD WINAPI shootLoadError(void *p) {
     Seen *seen = (Seen *)p;
-    if (!waitFor(seen, [&] { return seen->error != nullptr; })) return 1;
+    if (!waitFor(seen, false, true)) return 1;
     screenshot("load-error");
     press(seen->error, ID_ERROR_OK);
     return 0;
@@ -160,24 +130,21 @@ DWORD WINAPI shootLoadError(void *p) {
 // The input item Price, then the expressions Total, whose text is given,
 // and Double.
 std::string blockOf(const char *total) {
-    std::string block(21, '\0');  // the version, twenty empty operator names
-    block[0] = 3;
-    std::string item(85, '\0');  // kind 1, type Number, no function name
-    item[0] = 1;
+    std::string block(21, '\0'), item(85, '\0');  // the version, twenty empty operator names
+    block[0] = 3, item[0] = 1;                     // kind 1, type Number, no function name
     item.replace(12, 5, "Price");
     block += std::string("\xfa\0\1\0", 4) + item + '\0' + std::string("\xfc\0\2\0", 4);
-    for (const char *text : {total, "Total", "Price * 2", "Double"})
-        block += text + std::string(1, '\0');
+    for (const char *text : {total, "Total", "Price * 2", "Double"}) block += text + std::string(1, '\0');
     return block;
 }
 
 TEST(RepairDialog, TheUsersRepairDecidesTheLoad) {
-    // Two double-byte characters before the span, under code page 932.
-    const char *broken = "\"\x89\xbf\x8a\x69\" + Pric";
+    const char *broken = "\"\x89\xbf\x8a\x69\" + Pric";  // two double-byte characters before the span
     std::string block = blockOf(broken);
     HEC scratch = ZEMCreateEC(nullptr, nullptr, nullptr, 0);
     ExpError expected = ParseFails(scratch, broken);
     ZEMDestroyEC(scratch);
+    int32_t span[2] = {(int32_t)expected.start, (int32_t)(expected.start + expected.length)};
     struct Case {
         std::vector<std::string> fixes;
         int result;
@@ -207,7 +174,6 @@ TEST(RepairDialog, TheUsersRepairDecidesTheLoad) {
             stored.push_back(std::string(exp->name) + ": " + exp->text);
         }
         ZEMDestroyEC(ec);
-
         EXPECT_EQ(0u, driven) << "the driver found every dialog it waited for";
         EXPECT_EQ(c.result, result);
         EXPECT_EQ(c.stored, stored);
@@ -216,12 +182,11 @@ TEST(RepairDialog, TheUsersRepairDecidesTheLoad) {
         EXPECT_FALSE(seen.errorAtFirst) << "the error waits for the builder's timer";
         EXPECT_GE(seen.waited, 500u) << "a moment after the builder";
         EXPECT_EQ(broken, seen.errorText);
-        EXPECT_EQ((int32_t)expected.start, seen.errorStart);
-        EXPECT_EQ((int32_t)(expected.start + expected.length), seen.errorEnd);
-        EXPECT_EQ(4, seen.errorControls) << "the load form has the request to correct";
         EXPECT_EQ(broken, seen.builderText);
-        EXPECT_EQ((int32_t)expected.start, seen.builderStart) << "the builder marks the same span";
-        EXPECT_EQ((int32_t)(expected.start + expected.length), seen.builderEnd);
+        EXPECT_EQ(std::vector<int32_t>(span, span + 2), std::vector<int32_t>(seen.errorSpan, seen.errorSpan + 2));
+        EXPECT_EQ(std::vector<int32_t>(span, span + 2), std::vector<int32_t>(seen.builderSpan, seen.builderSpan + 2))
+            << "the builder marks the same span";
+        EXPECT_EQ(4, seen.errorControls) << "the load form has the request to correct";
         std::vector<std::string> refused(c.fixes.begin(), c.fixes.end() - !c.fixes.empty());
         EXPECT_EQ(refused, seen.refused) << "a fix that fails again is shown, the builder stays";
     }
