@@ -1,8 +1,10 @@
 #include "support.h"
 
+#include <stdio.h>
 #include <string.h>
 
 #include "eval/convert.h"
+#include "services/values.h"
 
 std::vector<ExpParam> Params(std::initializer_list<int> types) {
     std::vector<ExpParam> out;
@@ -79,4 +81,23 @@ std::string EvalText(HEC ec, HEXP exp) {
     if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
     ZEMMemFree(block);
     return out;
+}
+
+std::string NumberText(const void *number) {
+    NumDigits d;
+    if (!NumDecode((const Number *)number, &d)) return "null";
+    std::string digits = d.count ? std::string(d.digits, d.count) : "0";
+    while ((int)digits.size() <= -d.exponent) digits.insert(0, "0");
+    if (d.exponent < 0) digits.insert(digits.size() + d.exponent, ".");
+    return (d.negative ? "-" : "") + digits + std::string(d.exponent > 0 ? d.exponent : 0, '0');
+}
+
+std::string DateText(const void *date) {
+    const DateTime *v = (const DateTime *)date;
+    DateFields f = {};
+    if (!v->bytes[0]) return "null";
+    SvcDateUnpack(v->bytes + 1, v->bytes[0], &f);
+    char text[80];
+    snprintf(text, sizeof text, "%d-%d-%d %d:%d:%d", f.year, f.month, f.day, f.hour, f.minute, f.second);
+    return text;
 }

@@ -87,4 +87,8 @@ extern std::map<std::string, std::string> gInputValues;
 extern std::vector<InputCall> gInputCalls;
 int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const char *name);
 
+// A Number in plain decimal digits and a DateTime as "y-m-d h:m:s", or "null".
+std::string NumberText(const void *number);
+std::string DateText(const void *date);
+
 #endif
