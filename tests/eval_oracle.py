@@ -1,14 +1,9 @@
 #!/usr/bin/env python3
-"""Writes reference cases for the evaluator: random formulas of + - * / on
-number literals, worked out by Python's decimal module with 40 significant
-digits rounded half-even at every step, and date literals moved by days,
-months and years or subtracted, worked out by datetime. Seeded, so every
-build writes the same file.
-
-Lines, tab-separated:
-  N  formula  sign digits exponent   (the value is sign * digits * 10^exponent; "0" alone is zero)
-  D  formula  year month day
-"""
+# Reference cases for the evaluator, seeded: random formulas of + - * / on
+# number literals worked out by decimal (40 digits, half-even at every step),
+# and date literals moved by days, months or years, or subtracted, worked out
+# by datetime. Lines, tab-separated: "N formula sign digits exponent" (the
+# value sign * digits * 10^exponent, or "0"), "D formula year month day".
 import calendar
 import datetime
 import random
@@ -17,7 +12,6 @@ from decimal import Context, Decimal, ROUND_HALF_EVEN
 
 CTX = Context(prec=40, rounding=ROUND_HALF_EVEN, Emax=999999, Emin=-999999)
 PRECEDENCE = {'+': 1, '-': 1, '*': 2, '/': 2}
-
 
 def literal(rng):
     shape = rng.random()
@@ -37,24 +31,15 @@ def literal(rng):
         return '(-' + text + ')', -value
     return text, value
 
-
 def apply(op, a, b):
-    if op == '+':
-        return CTX.add(a, b)
-    if op == '-':
-        return CTX.subtract(a, b)
-    if op == '*':
-        return CTX.multiply(a, b)
-    if a == 0 or b == 0:  # division by zero, either way round, is zero
+    if op == '/' and (a == 0 or b == 0):  # division by zero, either way round, is zero
         return Decimal(0)
-    return CTX.divide(a, b)
-
+    return {'+': CTX.add, '-': CTX.subtract, '*': CTX.multiply, '/': CTX.divide}[op](a, b)
 
 def formula(rng, depth):
-    """(text, value, precedence of the text's top operator or 3 for a leaf)."""
+    """(text, value, precedence of the top operator, 3 for a leaf)"""
     if depth == 0 or rng.random() < 0.25:
-        text, value = literal(rng)
-        return text, value, 3
+        return literal(rng) + (3,)
     op = rng.choice('+-*/')
     lt, lv, lp = formula(rng, depth - 1)
     rt, rv, rp = formula(rng, depth - 1)
@@ -65,28 +50,14 @@ def formula(rng, depth):
         rt = '(' + rt + ')'
     return lt + ' ' + op + ' ' + rt, apply(op, lv, rv), p
 
-
 def number_line(text, value):
-    if value == 0:
-        return 'N\t%s\t0' % text
     sign, digits, exponent = value.normalize(CTX).as_tuple()
-    return 'N\t%s\t%d %s %d' % (text, sign, ''.join(map(str, digits)), exponent)
-
-
-def add_months(d, n):
-    w = d.month - 1 + n
-    year, month = d.year + w // 12, w % 12 + 1
-    return datetime.date(year, month, min(d.day, calendar.monthrange(year, month)[1]))
-
+    return 'N\t%s\t%s' % (text, '%d %s %d' % (sign, ''.join(map(str, digits)), exponent) if value else '0')
 
 def random_date(rng):
     return datetime.date(1950, 1, 1) + datetime.timedelta(days=rng.randint(0, 36500))
 
-
-def show(d):
-    return '%d/%d/%d' % (d.month, d.day, d.year)
-
-
+show = lambda d: '%d/%d/%d' % (d.month, d.day, d.year)
 def date_line(rng):
     d = random_date(rng)
     unit = rng.choice(['', 'DAY', 'DAYS', 'MONTH', 'MONTHS', 'YEAR', 'YEARS'])
@@ -97,7 +68,9 @@ def date_line(rng):
     op = rng.choice('+-')
     step = n if op == '+' else -n
     if unit.startswith('M'):
-        result = add_months(d, step)
+        w = d.month - 1 + step
+        year, month = d.year + w // 12, w % 12 + 1
+        result = datetime.date(year, month, min(d.day, calendar.monthrange(year, month)[1]))
     elif unit.startswith('Y'):
         result = d.replace(year=d.year + step)
     else:
@@ -106,23 +79,15 @@ def date_line(rng):
     text = '%s %s %s %s' % (show(d), op, count, unit)
     return 'D\t%s\t%d %d %d' % (text.strip(), result.year, result.month, result.day)
 
-
-def difference_line(rng):
-    a, b = random_date(rng), random_date(rng)
-    return number_line('%s - %s' % (show(a), show(b)), Decimal((a - b).days))
-
-
 def main():
     rng = random.Random(20010131)
-    lines = []
-    for _ in range(3000):
-        text, value, _ = formula(rng, rng.randint(1, 5))
-        lines.append(number_line(text, value))
+    lines = [number_line(*formula(rng, rng.randint(1, 5))[:2]) for _ in range(3000)]
     lines += [date_line(rng) for _ in range(1500)]
-    lines += [difference_line(rng) for _ in range(500)]
+    for _ in range(500):
+        a, b = random_date(rng), random_date(rng)
+        lines.append(number_line('%s - %s' % (show(a), show(b)), Decimal((a - b).days)))
     with open(sys.argv[1], 'w') as out:
         out.write('\n'.join(lines) + '\n')
-
 
 if __name__ == '__main__':
     main()
