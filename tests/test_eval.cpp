@@ -173,9 +173,7 @@ TEST(EvalOperators, NullsCallbacksAndCombinationsWithoutARule) {
         EXPECT_EQ("(fail)", EvalText(h.ec, h.parse(text))) << text;
     EXPECT_EQ(0u, gInputCalls.size());
     h.ec->operators[OP_DIVIDE].callbacks[ZEM_TYPE_NUMBER] = fortyTwo;  // takes over its operator
-    h.ec->operators[OP_PLUS].callbacks[ZEM_TYPE_DATETIME] = fortyTwo;  // not read
     EXPECT_EQ("42", evaluate(h.ec, h.parse("X / 0")));
-    EXPECT_EQ("2001-2-1 0:0:0", evaluate(h.ec, h.parse("D + 1")));
 }
 
 // A string leaf has the escape bit when \' or '' starts at a character;
@@ -185,7 +183,6 @@ TEST(EvalStrings, UnescapeInBothCodePages) {
     struct { const char *text, *in932, *in1252; int bit932, bit1252; } cases[] = {
         {"a''b", "a'b", "a'b", 1, 1}, {"a\\'b", "a'b", "a'b", 1, 1}, {"'''", "''", "''", 1, 1},
         {"\\\\'", "\\'", "\\'", 1, 1}, {"a\\b", "a\\b", "a\\b", 0, 0},
-        {"a\\b'", "a\\b'", "a\\b'", 0, 0},
         {"\x83\x5c''", "\x83\x5c'", "\x83''", 1, 1},  // in 932 one character, no backslash
         {"\x83\x5c'x", "\x83\x5c'x", "\x83'x", 0, 1}, {"z\x83", "z\x83", "z\x83", 0, 0},
     };
@@ -216,8 +213,10 @@ TEST(EvalStrings, UnescapeInBothCodePages) {
 std::vector<std::string> gSeen;
 std::vector<int> gEntryTypes;
 
-int ZEMCALL seeingFunction(HEC, HEXP current, int32_t size, void **value, const char *name, void **arguments) {
-    std::string call = std::string(name) + " " + std::to_string(size) + " " + std::to_string((uintptr_t)current) + ":";
+int ZEMCALL seeingFunction(HEC, HEXP current, int32_t size, void **value, const char *name,
+                           void **arguments) {
+    std::string call = std::string(name) + " " + std::to_string(size) + " " +
+                       std::to_string((uintptr_t)current) + ":";
     for (size_t i = 0; arguments && i < gEntryTypes.size(); i++)
         call += " " + (!arguments[i] ? "null"
                        : gEntryTypes[i] == ZEM_TYPE_NUMBER ? NumberText(arguments[i])

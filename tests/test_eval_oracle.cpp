@@ -47,7 +47,7 @@ TEST(EvalOracle, FormulasAgreeWithTheReference) {
         bool ok = result == 1 && type == (number ? ZEM_TYPE_NUMBER : ZEM_TYPE_DATETIME) &&
                   got == expected && f.hour + f.minute + f.second == 0;
         if (!ok) {
-            ADD_FAILURE() << text << "\n  want " << expected << "\n  got  " << got << " (exit " << result << ")";
+            ADD_FAILURE() << text << "\n  want " << expected << "\n  got  " << got << " (" << result << ")";
             failures++;
         }
     }

@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     HEC ec = ZEMCreateEC(0, 0, 0, (uint16_t)(data[0] | (data[1] << 8)));
     if (!ec) return 0;
     struct { int kind, type; const char *name; uint8_t bits; } items[] = {
-        {ZEM_ITEM_INPUT, bits % 4, "a", bits}, {ZEM_ITEM_INPUT, 1, "d", bits}, {ZEM_ITEM_INPUT, 2, "s", bits},
+        {ZEM_ITEM_INPUT, bits % 4, "a", bits}, {ZEM_ITEM_INPUT, 1, "d", bits},
+        {ZEM_ITEM_INPUT, 2, "s", bits},
         {ZEM_ITEM_FUNCTION, bits % 5, "f", bits}, {ZEM_ITEM_FUNCTION, 0, "g", (uint8_t)(bits * 7)},
         {ZEM_ITEM_KEYWORD, 300, "Foo Bar", bits}, {ZEM_ITEM_KEYWORD, bits & 1 ? 2 : 256, "kw", bits}};
     for (auto &i : items) addItem(ec, i.kind, i.type, i.name, i.bits);
