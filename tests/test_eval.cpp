@@ -37,7 +37,6 @@ struct Host {
     HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
 };
 
-// A whole evaluation: the value as shown, or "(fail)".
 std::string evaluate(HEC ec, HEXP exp) {
     Number out = {};
     if (!ZEMEvaluateExpression(ec, exp, 25, &out)) return "(fail)";
