@@ -155,10 +155,11 @@ const Case kCases[] = {
     {Q, "Rows(*)", "(Rows*) :0"}, {Q, "Plain(DISTINCT a)", "E129 6,8"}, {Q, "Uniq(a)", "E130 0,5"},
     {Q, "Count(DISTINCT)", "E117 0,6"}, {0, "Maybe()", "E117 0,6"}, {0, "f(*)", "E109 2,1"},
     {0, "DISTINCT", "E102 0,8"}, {0, "Cycle(s)", "E117 0,6"}, {0, "Cycle(s, 1, s)", "E119 9,1"},
-    {0, "Cycle(s, s, s, 1, s)", "(Cycle s s s 1 s) :0"}, {0, "Cycle(s, s, s, s, s)", "E118 15,1"},
-    {0, "Many(d, k, Asc)", "E133 11,3"}, {0, "Group(s, 1, d, 1)", "E119 9,1"},
-    {0, "Group(s, s, d, 1, s, 1, 1)", "E120 21,1"}, {0, "Open(1, s, d)", "E119 11,1"},
-    {0, "Sum(1)", "E101 4,1"}, {Q, "SumAny(DISTINCT a + 1)", "(SumAnyQ (+ a 1)) :0"},
+    {0, "Cycle(s, s, s, 1)", "E119 15,1"}, {0, "Cycle(s, s, s, 1, s)", "(Cycle s s s 1 s) :0"},
+    {0, "Cycle(s, s, s, s, s)", "E118 15,1"}, {0, "Many(d, k, Asc)", "E133 11,3"},
+    {0, "Group(s, 1, d, 1)", "E119 9,1"}, {0, "Group(s, s, d, 1, s, 1, 1)", "E120 21,1"},
+    {0, "Open(1, s, d)", "E119 11,1"}, {0, "Sum(1)", "E101 4,1"},
+    {Q, "SumAny(DISTINCT a + 1)", "(SumAnyQ (+ a 1)) :0"},
     {Q, "SumSome(DISTINCT a + 1)", "E101 22,1"}, {0, "Sum7(Price)", "E137 5,5"},
 };
 
