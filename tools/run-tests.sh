@@ -63,6 +63,7 @@ for dll in build/win64/zemi40.dll build/win32/zemi40.dll; do
 done
 
 stage "Windows 64-bit tests under wine"
+python3 tools/check-skips.py
 sh tools/run-windows.sh build/win64 -j "$jobs"
 
 stage "Stand-in character calls against the system's"
