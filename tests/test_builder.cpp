@@ -1,6 +1,5 @@
 // The formula builder's logic over in-memory windows that keep texts,
-// selections, rows and states, answer questions as a test says, and record
-// questions, reports, timers, drawing and posted messages.
+// selections, rows and states and record questions, reports, drawing and posts.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -41,6 +40,13 @@ Win *W(HWND h) { return (Win *)h; }
 struct Question { std::string text, title; unsigned style; };
 struct Report { UiDialog kind; std::string text, message; uint32_t code, start, length; };
 struct Posted { HWND window; unsigned message; uintptr_t wParam; intptr_t lParam; };
+intptr_t dispatch(Win *w, unsigned m, uintptr_t wp, intptr_t lp);
+HWND item(HWND dialog, int id) {
+    if (dialog)
+        for (auto &c : W(dialog)->children)
+            if (c->id == id) return (HWND)c.get();
+    return 0;
+}
 
 // Without onBuilder a builder is cancelled at once; an error dialog is
 // confirmed at once.
@@ -59,19 +65,37 @@ struct Fixture {
     std::vector<std::unique_ptr<Win>> top;
     Fixture();
     ~Fixture();
-    HWND item(int id) const;
+    HWND item(int id) const { return ::item((HWND)builder, id); }
     Win *at(int id) const { return W(item(id)); }
     Win *side(UiDialog kind) const {
         for (auto &w : top)
             if (w->kind == kind && !w->destroyed) return w.get();
         return nullptr;
     }
-    void press(int id);
-    void select(int list, int row);  // by the mouse
-    void pick(int list, int row);    // selected and double clicked
-    void type(int id, const std::string &text);  // replaces the field's text
+    void command(int id, unsigned code, bool pumped = true) {
+        dispatch(builder, UI_WM_COMMAND, (uintptr_t)id | code << 16, (intptr_t)item(id));
+        if (pumped) pump();
+    }
+    void press(int id) { command(id, 0); }
+    void select(int list, int row) {  // by the mouse
+        dispatch(at(list), UI_WM_LBUTTONDOWN, 1, (intptr_t)row);
+        dispatch(at(list), UI_WM_LBUTTONUP, 0, 0);
+        command(list, UI_LBN_SELCHANGE);
+    }
+    void pick(int list, int row) { select(list, row), command(list, UI_LBN_DBLCLK); }
+    void type(int id, const std::string &text) {  // replaces the field's text
+        Win *f = at(id);
+        f->text = text, f->modified = true, f->selStart = f->selEnd = (int32_t)text.size();
+        command(id, UI_EN_CHANGE, false);
+    }
     void selectText(int32_t start, int32_t end) { at(ID_TEXT)->selStart = start, at(ID_TEXT)->selEnd = end; }
-    void pump();
+    void pump() {
+        while (!posted.empty()) {
+            Posted p = posted.front();
+            posted.pop_front();
+            if (!W(p.window)->destroyed) dispatch(W(p.window), p.message, p.wParam, p.lParam);
+        }
+    }
     std::string text(int id) const { return at(id)->text; }
     std::string selection() const {
         Win *f = at(ID_TEXT);
@@ -142,12 +166,6 @@ intptr_t dispatch(Win *w, unsigned m, uintptr_t wp, intptr_t lp) {
     }
 }
 
-HWND item(HWND dialog, int id) {
-    if (dialog)
-        for (auto &c : W(dialog)->children)
-            if (c->id == id) return (HWND)c.get();
-    return 0;
-}
 HWND parent(HWND w) { return w ? (HWND)W(w)->parent : 0; }
 bool valid(HWND w, int row) { return row >= 0 && row < (int)W(w)->rows.size(); }
 int rowLength(HWND w, int row) { return valid(w, row) ? (int)W(w)->rows[(size_t)row].first.size() : -1; }
@@ -189,15 +207,12 @@ intptr_t runDialog(HWND owner, UiDialog which, void *param) {
 
 const char *const kBitmaps[] = {"formulal", "rangel", "setl"};  // a bitmap is its name's address
 void draw(const std::string &what, const UiRect *r) { gF->drawn.push_back(what + std::to_string(r->left)); }
-
 const BuilderUi kFakeUi = {
-    item, parent, [](HWND w) { return w ? W(w)->id : 0; },
-    [](HWND w) { return w ? (int)W(w)->text.size() : 0; },
+    item, parent, [](HWND w) { return w ? W(w)->id : 0; }, [](HWND w) { return w ? (int)W(w)->text.size() : 0; },
     [](HWND w, char *buffer, int size) {
         int n = (int)std::min(W(w)->text.size(), (size_t)size - 1);
         memcpy(buffer, W(w)->text.data(), (size_t)n);
-        buffer[n] = 0;
-        return n;
+        return buffer[n] = 0, n;
     },
     setText, [](HWND w, int32_t *s, int32_t *e) { *s = W(w)->selStart, *e = W(w)->selEnd; },
     [](HWND w, int32_t s, int32_t e) {
@@ -211,8 +226,7 @@ const BuilderUi kFakeUi = {
         size_t s = (size_t)f->selStart, n = (size_t)(f->selEnd - f->selStart);
         if (op == UI_WM_COPY || op == UI_WM_CUT) gF->clipboard = f->text.substr(s, n);
         if (op == UI_WM_CUT || op == UI_WM_CLEAR) f->text.erase(s, n), f->selEnd = f->selStart;
-        if (op == UI_WM_PASTE) f->text.replace(s, n, gF->clipboard);
-        if (op == UI_WM_PASTE) f->selStart = f->selEnd = (int32_t)(s + gF->clipboard.size());
+        if (op == UI_WM_PASTE) f->text.replace(s, n, gF->clipboard), f->selStart = f->selEnd = (int32_t)(s + gF->clipboard.size());
     },
     [] { return (int)!gF->clipboard.empty(); },
     [](HWND w, const char *text) {
@@ -240,8 +254,7 @@ const BuilderUi kFakeUi = {
     [](HWND w, int row) { return valid(w, row) ? W(w)->rows[(size_t)row].second : -1; },
     [](HWND w, int row, intptr_t data) { if (valid(w, row)) W(w)->rows[(size_t)row].second = data; },
     [](HWND w) { return w ? W(w)->selected : -1; },
-    [](HWND w, int row) { dispatch(W(w), UI_LB_SETCURSEL, (uintptr_t)(intptr_t)row, 0); },
-    [](HWND, int) {},
+    [](HWND w, int row) { dispatch(W(w), UI_LB_SETCURSEL, (uintptr_t)(intptr_t)row, 0); }, [](HWND, int) {},
     [](HWND w, int after, const char *prefix) {
         int n = (int)W(w)->rows.size();
         for (int i = 1, row = (after + 1) % n; i <= n; i++, row = (after + i) % n)
@@ -250,9 +263,7 @@ const BuilderUi kFakeUi = {
     },
     [](HWND w, int on) { if (w) W(w)->enabled = on; }, [](HWND w, int on) { if (w) W(w)->shown = on; },
     [](HWND w) { gF->focused = w; },
-    [](HWND d, int first, int last, int id) {
-        for (int i = first; i <= last; i++) W(item(d, i))->checked = i == id;
-    },
+    [](HWND d, int first, int last, int id) { for (int i = first; i <= last; i++) W(item(d, i))->checked = i == id; },
     [](HWND w) { return (int)W(w)->shown; }, [](HWND w) { return (int)W(w)->enabled; }, parent,
     screenRect, screenRect, [](HWND w, const UiRect *r) { W(w)->rect = *r; },
     [](HWND w, int32_t x, int32_t y) {
@@ -263,8 +274,7 @@ const BuilderUi kFakeUi = {
     [](HWND w, intptr_t result) { W(w)->ended = true, W(w)->result = result; },
     [](HWND owner, UiDialog which) {
         Win *w = makeWindow(which, W(owner));
-        dispatch(w, UI_WM_INITDIALOG, 0, 0);
-        return (HWND)w;
+        return dispatch(w, UI_WM_INITDIALOG, 0, 0), (HWND)w;
     },
     [](HWND w) { if (!W(w)->destroyed) destroyTree(W(w)); },
     [](HWND, const char *text, const char *title, unsigned style) {
@@ -293,16 +303,12 @@ const BuilderUi kFakeUi = {
             if (strcmp(b, name) == 0) return (HBITMAP)&b;
         return (HBITMAP)0;
     },
-    [](HBITMAP b, int32_t *w, int32_t *h) { *w = b ? 16 : 0, *h = b ? 12 : 0; },
-    [](HBITMAP) { gF->bitmapsFreed++; },
+    [](HBITMAP b, int32_t *w, int32_t *h) { *w = b ? 16 : 0, *h = b ? 12 : 0; }, [](HBITMAP) { gF->bitmapsFreed++; },
     [](HWND, uintptr_t, TEXTMETRICA *m) { *m = {}, m->tmHeight = 12, m->tmExternalLeading = 1, m->tmAveCharWidth = 6; },
     [](void *, HBITMAP b, int32_t x, int32_t y, int32_t, int32_t) {
-        gF->drawn.push_back(std::string("bitmap ") + *(const char *const *)b + " " +
-                            std::to_string(x) + "," + std::to_string(y));
+        gF->drawn.push_back(std::string("bitmap ") + *(const char *const *)b + " " + std::to_string(x) + "," + std::to_string(y));
     },
-    [](void *, const char *text, const UiRect *r, unsigned flags) {
-        draw(std::string("text ") + text + " " + std::to_string(flags) + " ", r);
-    },
+    [](void *, const char *text, const UiRect *r, unsigned flags) { draw(std::string("text ") + text + " " + std::to_string(flags) + " ", r); },
     [](void *, const UiRect *r) { draw("invert ", r); }, [](void *, const UiRect *r) { draw("focus ", r); },
 };
 
@@ -310,35 +316,6 @@ Fixture::Fixture() { gF = this, UiReplace(&kFakeUi); }
 Fixture::~Fixture() {
     EXPECT_EQ(0, wrongFormer) << "a message went to another control's former handler";
     UiReplace(0), gF = nullptr;
-}
-HWND Fixture::item(int id) const { return ::item((HWND)builder, id); }
-void Fixture::press(int id) {
-    dispatch(builder, UI_WM_COMMAND, (uintptr_t)id, (intptr_t)item(id));
-    pump();
-}
-void Fixture::select(int list, int row) {
-    dispatch(at(list), UI_WM_LBUTTONDOWN, 1, (intptr_t)row);
-    dispatch(at(list), UI_WM_LBUTTONUP, 0, 0);
-    dispatch(builder, UI_WM_COMMAND, (uintptr_t)list | UI_LBN_SELCHANGE << 16, (intptr_t)item(list));
-    pump();
-}
-void Fixture::pick(int list, int row) {
-    select(list, row);
-    dispatch(builder, UI_WM_COMMAND, (uintptr_t)list | UI_LBN_DBLCLK << 16, (intptr_t)item(list));
-    pump();
-}
-void Fixture::type(int id, const std::string &text) {
-    Win *f = at(id);
-    f->text = text, f->modified = true;
-    f->selStart = f->selEnd = (int32_t)text.size();
-    dispatch(builder, UI_WM_COMMAND, (uintptr_t)id | UI_EN_CHANGE << 16, (intptr_t)f);
-}
-void Fixture::pump() {
-    while (!posted.empty()) {
-        Posted p = posted.front();
-        posted.pop_front();
-        if (!W(p.window)->destroyed) dispatch(W(p.window), p.message, p.wParam, p.lParam);
-    }
 }
 
 void ZEMCALL noValues(HEC, const char *, HZEMWND, int32_t, int32_t *) {}
@@ -352,8 +329,7 @@ struct Session : Fixture {
         ec = ZEMCreateEC(nullptr, nullptr, nullptr, flags);
         for (const char *name : {"Price", "Qty", "Rate"}) AddItem(ec, ZEM_ITEM_INPUT, name, ZEM_TYPE_NUMBER);
         AddItem(ec, ZEM_ITEM_INPUT, "Name", ZEM_TYPE_STRING);
-        AddItem(ec, ZEM_ITEM_FUNCTION, "Half", ZEM_TYPE_NUMBER,
-                {.callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Half", ZEM_TYPE_NUMBER, {.callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
         if (values) ZEMSetListValuesCallback(ec, noValues);
         ZEMSetDelPermissionCallback(ec, allow);
     }
@@ -372,8 +348,7 @@ struct Session : Fixture {
     void select(int list, const char *text) { Fixture::select(list, rowOf(list, text)); }
     intptr_t send(HWND w, unsigned m, uintptr_t wp = 0, intptr_t lp = 0) {
         intptr_t result = Ui()->send(w, m, wp, lp);
-        pump();
-        return result;
+        return pump(), result;
     }
 };
 
@@ -386,12 +361,7 @@ std::string textOf(HEXP exp) { return exp ? exp->text : "(none)"; }
 
 TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
     const ExpParam n = {0, ZEM_TYPE_NUMBER, 0}, d = {0, ZEM_TYPE_DATETIME, 0}, s = {0, ZEM_TYPE_STRING, 0};
-    struct Case {
-        const char *name;
-        std::vector<ExpParam> params;
-        int count, required, optional, flags;
-        const char *text, *selected;
-    } cases[] = {
+    struct Case { const char *name; std::vector<ExpParam> params; int count, required, optional, flags; const char *text, *selected; } cases[] = {
         {"Now", {}, 0, 0, 0, 0, "Now()", ""},
         {"Pi", {}, -1, 0, 0, 0, "Pi", ""},
         {"DaysAfter", {d, n}, 2, 0, 0, 0, "DaysAfter( DateTime , Number )", "DateTime"},
@@ -402,9 +372,8 @@ TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
     };
     for (const Case &c : cases) {
         Session b;
-        AddItem(b.ec, ZEM_ITEM_FUNCTION, c.name, ZEM_TYPE_NUMBER,
-                {.required = c.required, .optional = c.optional, .flags = c.flags,
-                 .callback = Proc(allow), .params = c.params, .paramCount = c.count});
+        AddItem(b.ec, ZEM_ITEM_FUNCTION, c.name, ZEM_TYPE_NUMBER, {.required = c.required, .optional = c.optional,
+                .flags = c.flags, .callback = Proc(allow), .params = c.params, .paramCount = c.count});
         b.run([&] {
             if (c.count == 0) b.type(ID_TEXT, "Half( Number ) + 1");  // a later placeholder
             b.pick(ID_FUNCTIONS, c.name);
@@ -420,21 +389,17 @@ TEST(Builder, ButtonsPicksAndTheSpareOperator) {
     HEXP saved = b.run([&] {
         name = b.text(ID_NAME);
         EXPECT_FALSE(b.at(ID_OK)->enabled) << "no text yet";
-        b.pick(ID_ITEMS, "Price");
-        b.press(ID_TIMES);
-        b.pick(ID_ITEMS, "Qty");
+        b.pick(ID_ITEMS, "Price"), b.press(ID_TIMES), b.pick(ID_ITEMS, "Qty");
         for (int id : {(int)ID_PLUS, ID_DIGIT0 + 1, (int)ID_POINT, ID_DIGIT0 + 5, (int)ID_MINUS,
                        ID_DIGIT0 + 2, (int)ID_DIVIDE, ID_DIGIT0 + 4, (int)ID_OK})
             b.press(id);
     });
     EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(saved));
-    EXPECT_EQ(0u, name.find("Formula")) << "a generated name";
-    EXPECT_EQ(saved, ZEMHEXPFromName(b.ec, name.c_str()));
+    EXPECT_TRUE(name.starts_with("Formula") && saved == ZEMHEXPFromName(b.ec, name.c_str())) << name;
     EXPECT_EQ(nullptr, b.run([&] { b.type(ID_TEXT, "Price + 1"), b.press(ID_CANCEL); }));
     EXPECT_EQ(1, ZEMGetExpressionCount(b.ec)) << "cancel saves and asks nothing";
     struct Case { uint16_t flags; const char *caption, *inserted; } cases[] = {
-        {0, "", " || "}, {ECFlagNoConcat, nullptr, ""}, {ECFlagNoConcat | ECFlagModulo, "%", " % "},
-    };
+        {0, "", " || "}, {ECFlagNoConcat, nullptr, ""}, {ECFlagNoConcat | ECFlagModulo, "%", " % "}};
     for (const Case &c : cases) {
         Session s(true, c.flags);
         s.run([&] {
@@ -450,16 +415,13 @@ TEST(Builder, ButtonsPicksAndTheSpareOperator) {
 
 TEST(Builder, RangeAndSetTemplatesFillByPicks) {
     Session b;
-    AddItem(b.ec, ZEM_ITEM_FUNCTION, "Sum", ZEM_TYPE_NUMBER,
-            {.required = 1, .callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
+    AddItem(b.ec, ZEM_ITEM_FUNCTION, "Sum", ZEM_TYPE_NUMBER, {.required = 1, .callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
     HEXP range = b.run([&] {
         EXPECT_EQ("Expression AND Expression", b.text(ID_TEXT));
         EXPECT_FALSE(b.at(ID_TEXT)->modified) << "an untouched template asks nothing";
         b.pick(ID_ITEMS, "Price");
         EXPECT_EQ("Expression", b.selection()) << "the second word";
-        b.pick(ID_ITEMS, "Qty");
-        b.type(ID_NAME, "Span");  // generated names are Japanese
-        b.press(ID_OK);
+        b.pick(ID_ITEMS, "Qty"), b.type(ID_NAME, "Span"), b.press(ID_OK);  // generated names are Japanese
     }, 2);
     EXPECT_EQ("Price AND Qty", textOf(range));
     EXPECT_EQ(KindRange, kindOf(range));
@@ -468,8 +430,7 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
         for (const char *name : {"Price", "Qty", "Rate"}) b.pick(ID_ITEMS, name);
         EXPECT_EQ("Price, Qty ,Rate [,Expression...]", b.text(ID_TEXT));
         EXPECT_EQ("[,Expression...]", b.selection()) << "the tail stays open";
-        b.type(ID_NAME, "Group");
-        b.press(ID_OK);
+        b.type(ID_NAME, "Group"), b.press(ID_OK);
     }, 1);
     EXPECT_EQ("Price, Qty ,Rate ", textOf(set)) << "the tail is cut at the save";
     EXPECT_EQ(KindSet, kindOf(set));
@@ -481,8 +442,7 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
         b.press(ID_CANCEL);
     }, 1);
     b.run([&] {
-        b.pick(ID_FUNCTIONS, "Sum");
-        b.pick(ID_ITEMS, "Price");
+        b.pick(ID_FUNCTIONS, "Sum"), b.pick(ID_ITEMS, "Price");
         EXPECT_EQ("Sum( Price [...] )", b.text(ID_TEXT)) << "count equals required: no Any";
         b.type(ID_TEXT, "Sum( Price + Qty + Rate [,Any...] )");
         b.selectText(24, 33);
@@ -497,42 +457,34 @@ TEST(Builder, QuestionsBeforeSaving) {
         Session b(answer != 0);
         if (answer) b.answers = {answer};
         HEXP saved = b.run([&] {
-            b.type(ID_TEXT, "Price AND Qty");
-            b.press(ID_OK);
+            b.type(ID_TEXT, "Price AND Qty"), b.press(ID_OK);
             if (answer == UI_IDNO) b.press(ID_CANCEL);
         });
         EXPECT_EQ(answer ? 1u : 0u, b.questions.size()) << "no kind check without a values callback";
-        for (const Question &q : b.questions) {
-            EXPECT_EQ("Text evaluates as a Range instead of a Formula, save anyway?", q.text);
-            EXPECT_EQ(UI_MB_YESNO | UI_MB_ICONHAND, q.style);
-        }
+        for (const Question &q : b.questions)
+            EXPECT_EQ("Text evaluates as a Range instead of a Formula, save anyway?" + std::to_string(UI_MB_YESNO | UI_MB_ICONHAND),
+                      q.text + std::to_string(q.style));
         EXPECT_EQ(answer != UI_IDNO, saved != nullptr);
     }
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     struct Case { int answer; const char *textAfter; int count; } cases[] = {
-        {UI_IDCANCEL, "Qty + 1", 1}, {UI_IDNO, "Price * 2", 1}, {UI_IDYES, "Price * 2", 2},
-    };
+        {UI_IDCANCEL, "Qty + 1", 1}, {UI_IDNO, "Price * 2", 1}, {UI_IDYES, "Price * 2", 2}};
     for (const Case &c : cases) {  // when another entry is opened
         b.answers = {c.answer};
         b.run([&] {
-            b.type(ID_TEXT, "Qty + 1");
-            b.select(ID_EXPRESSIONS, "Double");
-            b.press(ID_OPEN);
+            b.type(ID_TEXT, "Qty + 1"), b.select(ID_EXPRESSIONS, "Double"), b.press(ID_OPEN);
             EXPECT_EQ(c.textAfter, b.text(ID_TEXT)) << c.answer;
             EXPECT_EQ(b.rowOf(ID_EXPRESSIONS, "Double"), b.at(ID_EXPRESSIONS)->selected);
             EXPECT_EQ(c.count + 1u, b.rows(ID_EXPRESSIONS).size()) << "a saved row is appended";
-            EXPECT_EQ(c.answer == UI_IDCANCEL ? nullptr : ZEMHEXPFromName(b.ec, "Double"),
-                      threadBlock()->editedExpression);
+            EXPECT_EQ(c.answer == UI_IDCANCEL ? nullptr : ZEMHEXPFromName(b.ec, "Double"), threadBlock()->editedExpression);
         });
         EXPECT_EQ(c.count, ZEMGetExpressionCount(b.ec)) << c.answer;
-        EXPECT_EQ(Str(202), b.questions.back().text);
-        EXPECT_EQ(Str(203), b.questions.back().title);
+        EXPECT_EQ(Str(202) + "|" + Str(203), b.questions.back().text + "|" + b.questions.back().title);
     }
     b.answers = {UI_IDYES};
     b.run([&] {
-        b.type(ID_TEXT, "");
-        b.press(ID_MODE_RANGE);
+        b.type(ID_TEXT, ""), b.press(ID_MODE_RANGE);
         EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked) << "an empty text saved stops the change";
     });
 }
@@ -540,25 +492,17 @@ TEST(Builder, QuestionsBeforeSaving) {
 TEST(Builder, NameErrorsRenameAndDelete) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
-    HEXP next = ParseOk(b.ec, "Double() + 1", "Next");
-    HEXP twice = ParseOk(b.ec, "Qty * 2", "Twice");
+    HEXP next = ParseOk(b.ec, "Double() + 1", "Next"), twice = ParseOk(b.ec, "Qty * 2", "Twice");
     b.run([&] {
-        b.type(ID_TEXT, "Price + 1");
-        b.type(ID_NAME, "Half");
-        b.press(ID_OK);
+        b.type(ID_TEXT, "Price + 1"), b.type(ID_NAME, "Half"), b.press(ID_OK);
         ASSERT_EQ(1u, b.reports.size());
-        EXPECT_EQ((uint32_t)ERR_DUPNAME, b.reports[0].code);
-        EXPECT_EQ("Half", b.reports[0].text);
-        EXPECT_EQ(4u, b.reports[0].length);
+        EXPECT_TRUE(b.reports[0].code == ERR_DUPNAME && b.reports[0].text == "Half" && b.reports[0].length == 4);
         EXPECT_EQ("Pric", b.selection()) << "the name's range, in the text field";
-        b.type(ID_NAME, "Total");
-        b.type(ID_TEXT, "Price +");
-        b.press(ID_OK);
+        b.type(ID_NAME, "Total"), b.type(ID_TEXT, "Price +"), b.press(ID_OK);
         EXPECT_EQ("Price +", b.reports.back().text);
     });
     b.run([&] {
-        b.type(ID_NAME, "Later");
-        b.press(ID_OK);
+        b.type(ID_NAME, "Later"), b.press(ID_OK);
         EXPECT_EQ((Strings{"[ New Formula ]", "Double", "Later", "Twice"}), b.rows(ID_EXPRESSIONS));
         EXPECT_EQ(2, b.at(ID_EXPRESSIONS)->selected) << "the row stays in place";
     }, 0, next);
@@ -568,8 +512,7 @@ TEST(Builder, NameErrorsRenameAndDelete) {
         EXPECT_FALSE(b.at(ID_DELETE)->enabled) << "in use";
         b.press(ID_DELETE);
         EXPECT_EQ(3, ZEMGetExpressionCount(b.ec)) << "a used expression stays";
-        EXPECT_EQ(Str(204) + Str(216), b.questions[0].text);
-        EXPECT_EQ(Str(206), b.questions[0].title);
+        EXPECT_EQ(Str(204) + Str(216) + "|" + Str(206), b.questions[0].text + "|" + b.questions[0].title);
         EXPECT_EQ(UI_MB_YESNO | UI_MB_ICONQUESTION | UI_MB_DEFBUTTON2, b.questions[0].style);
         b.select(ID_EXPRESSIONS, "Later");
         EXPECT_TRUE(b.at(ID_DELETE)->enabled);
@@ -602,13 +545,12 @@ TEST(Builder, ListsModesAndTitles) {
     }
     struct Case { int32_t type; unsigned title; const char *entry; int checked; } cases[] = {
         {1, 213, " - [ New Set ]", ID_MODE_SET}, {2, 212, " - [ New Range ]", ID_MODE_RANGE},
-        {7, 207, " - [ New Formula ]", ID_MODE_FORMULA},
-    };
+        {7, 207, " - [ New Formula ]", ID_MODE_FORMULA}};
     for (const Case &c : cases) {
         Session b;
         b.run([&] {
-            EXPECT_EQ(Str(c.title) + c.entry, b.builder->text);
-            EXPECT_EQ(Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)), b.text(ID_STATUS));
+            EXPECT_EQ(Str(c.title) + c.entry + "|" + Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)),
+                      b.builder->text + "|" + b.text(ID_STATUS));
             EXPECT_TRUE(b.at(c.checked)->checked);
             EXPECT_EQ((UiRect{212, 141, 300, 157}), b.at(ID_EXPRESSIONS_LABEL)->rect) << "below the modes";
             EXPECT_EQ((UiRect{212, 163, 390, 280}), b.at(ID_EXPRESSIONS)->rect);
@@ -638,26 +580,19 @@ TEST(Builder, OpeningEntriesSwitchesModesAndCaptions) {
             {"Span", 236, 239}, {"Group", 237, 240}, {"[ New Formula ]", 235, 238}};
         for (const Step &s : steps) {
             b.select(ID_EXPRESSIONS, s.row);
-            EXPECT_EQ(Str(s.open), b.text(ID_OPEN)) << s.row;
-            EXPECT_EQ(Str(s.show), b.text(ID_SHOW_TEXT)) << s.row;
+            EXPECT_EQ(Str(s.open) + "|" + Str(s.show), b.text(ID_OPEN) + "|" + b.text(ID_SHOW_TEXT)) << s.row;
         }
-        b.select(ID_EXPRESSIONS, "Span");
-        b.press(ID_OPEN);
+        b.select(ID_EXPRESSIONS, "Span"), b.press(ID_OPEN);
         EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked) << "opening switches to the entry's kind";
-        EXPECT_EQ("[ New Range ]", b.rows(ID_EXPRESSIONS)[0]);
-        EXPECT_EQ(-1, b.at(ID_EXPRESSIONS)->rows[0].second);
+        EXPECT_TRUE(b.rows(ID_EXPRESSIONS)[0] == "[ New Range ]" && b.at(ID_EXPRESSIONS)->rows[0].second == -1);
         EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
         b.press(ID_MODE_SET);
-        EXPECT_EQ("Expression, Expression [,Expression...]", b.text(ID_TEXT));
-        EXPECT_EQ(Str(213) + " - [ New Set ]", b.builder->text);
-        b.select(ID_EXPRESSIONS, "Uses");
-        b.press(ID_OPEN);
+        EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
+        b.select(ID_EXPRESSIONS, "Uses"), b.press(ID_OPEN);
         EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked);
-        b.Fixture::select(ID_EXPRESSIONS, 0);
-        b.press(ID_OPEN);
+        b.Fixture::select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
         EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
-        EXPECT_EQ("", b.text(ID_TEXT));
-        EXPECT_TRUE(b.at(ID_NAME)->enabled);
+        EXPECT_TRUE(b.text(ID_TEXT).empty() && b.at(ID_NAME)->enabled);
     }, 0, used);
 }
 
@@ -665,10 +600,7 @@ TEST(Builder, KeysClicksAndTheClipboard) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     for (uint16_t limit : {0, 20}) {
-        b.onBuilder = [&](HWND) {
-            EXPECT_EQ(limit, b.at(ID_TEXT)->limit);
-            EXPECT_EQ(64, b.at(ID_NAME)->limit);
-        };
+        b.onBuilder = [&](HWND) { EXPECT_TRUE(b.at(ID_TEXT)->limit == limit && b.at(ID_NAME)->limit == 64) << limit; };
         ZEMBuildExpression(nullptr, b.ec, nullptr, limit);
     }
     b.run([&] {
@@ -679,8 +611,7 @@ TEST(Builder, KeysClicksAndTheClipboard) {
         b.send(items, UI_WM_CHAR, ' ');
         EXPECT_EQ("Double()Qty", b.text(ID_TEXT));
         int before = b.formerCalls;
-        for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_LBUTTONDOWN, UI_WM_SETCURSOR})
-            EXPECT_EQ(0, b.send(pane, m, 'x'));
+        for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_LBUTTONDOWN, UI_WM_SETCURSOR}) EXPECT_EQ(0, b.send(pane, m, 'x'));
         EXPECT_EQ(before, b.formerCalls) << "the status pane takes nothing";
         Win stranger;
         for (HWND from : {b.item(ID_NAME), (HWND)&stranger, (HWND)0}) {
@@ -697,12 +628,9 @@ TEST(Builder, KeysClicksAndTheClipboard) {
         b.press(ID_PARENS);
         EXPECT_EQ("(Price) + Qty", b.text(ID_TEXT));
         for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_FALSE(b.at(id)->enabled) << id;
-        b.selectText(10, 13);
-        b.press(ID_CUT);
+        b.selectText(10, 13), b.press(ID_CUT);
         EXPECT_EQ("(Price) + ", b.text(ID_TEXT));
-        b.press(ID_PASTE);
-        b.selectText(0, 1);
-        b.press(ID_CLEAR);
+        b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
         EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
     });
 }
@@ -737,8 +665,7 @@ TEST(Builder, RowsDrawnWithTheirKindsBitmapAndHelp) {
             b.send(d, MSG_HELP_QUERY, (uintptr_t)functions, (intptr_t)helpCallback);
             b.send(d, MSG_HELP_QUERY, (uintptr_t)b.item(ID_ITEMS), (intptr_t)helpCallback);
         }, 1);
-        EXPECT_EQ(c.values ? 3 : 0, b.bitmapsLoaded);
-        EXPECT_EQ(b.bitmapsLoaded, b.bitmapsFreed);
+        EXPECT_TRUE(b.bitmapsLoaded == (c.values ? 3 : 0) && b.bitmapsFreed == b.bitmapsLoaded) << b.bitmapsLoaded;
         std::string dialog = c.values ? "401" : "400";
         EXPECT_EQ((std::vector<std::pair<int32_t, std::string>>{{1, dialog}, {257, "Half"}, {1, dialog}}), gHelp);
     }
@@ -766,21 +693,18 @@ TEST(BuilderSide, TextViewFollowsTheList) {
         ASSERT_NE(nullptr, view = b.side(UiTextView));
         Win *text = W(Ui()->item((HWND)view, ID_SIDE_CONTROL));
         EXPECT_EQ(2, list->selected) << "the row under the mouse";
-        EXPECT_EQ(Str(218) + " - Span", view->text);
-        EXPECT_EQ("Price AND Qty", text->text);
+        EXPECT_EQ(Str(218) + " - Span|Price AND Qty", view->text + "|" + text->text);
         EXPECT_FALSE(b.at(ID_SHOW_TEXT)->enabled);
         list->selected = 0;
         b.send(forms, UI_WM_KEYUP, UI_VK_UP);
-        EXPECT_EQ(Str(217), view->text) << "row 0 shows the mode";
-        EXPECT_EQ("", text->text);
+        EXPECT_EQ(Str(217) + "|", view->text + "|" + text->text) << "row 0 shows the mode";
         list->selected = 3;
         b.send(forms, UI_WM_KEYUP, UI_VK_DOWN);
         EXPECT_EQ(Str(219) + " - Group", view->text);
         b.send((HWND)view, MSG_SHOW_EXPRESSION, 7);
         EXPECT_EQ("", view->text) << "no title for a mode that is none";
         b.send((HWND)view, UI_WM_CLOSE);
-        EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled);
-        EXPECT_EQ(nullptr, b.side(UiTextView));
+        EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled && !b.side(UiTextView));
     });
 }
 
@@ -799,21 +723,17 @@ TEST(BuilderSide, ValuesDialogPlacedAndPicked) {
         b.send((HWND)view, UI_WM_COMMAND, ID_SIDE_CONTROL | UI_LBN_DBLCLK << 16);
         EXPECT_EQ("'O''Neil'", b.text(ID_TEXT));
         b.press(ID_VALUES);
-        EXPECT_EQ("Name:0", gValueCalls.back()) << "pressed again while open";
-        EXPECT_FALSE(b.at(ID_VALUES)->enabled);
+        EXPECT_TRUE(gValueCalls.back() == "Name:0" && !b.at(ID_VALUES)->enabled) << "pressed again while open";
         gKeepEnabled = 0;
         b.select(ID_ITEMS, "Price");
-        EXPECT_EQ("Price:1", gValueCalls.back());
-        EXPECT_FALSE(b.at(ID_VALUES)->enabled) << "the host cleared keepEnabled";
+        EXPECT_TRUE(gValueCalls.back() == "Price:1" && !b.at(ID_VALUES)->enabled) << "the host cleared keepEnabled";
         b.send((HWND)view, UI_WM_CLOSE);
-        EXPECT_EQ(Str(245), b.text(ID_VALUES));
-        EXPECT_TRUE(b.at(ID_VALUES)->enabled);
+        EXPECT_TRUE(b.text(ID_VALUES) == Str(245) && b.at(ID_VALUES)->enabled);
     }, 0, nullptr, "Name");
     b.run([&] {
         EXPECT_EQ(nullptr, b.side(UiValues)) << "a prefix is no exact row";
         b.at(ID_FUNCTIONS)->rect = {900, 700, 1000, 800};
-        b.Fixture::select(ID_ITEMS, 0);
-        b.press(ID_VALUES);
+        b.Fixture::select(ID_ITEMS, 0), b.press(ID_VALUES);
         ASSERT_NE(nullptr, b.side(UiValues));
         EXPECT_EQ((UiRect{824, 628, 1024, 768}), b.side(UiValues)->rect) << "kept on the screen";
     }, 0, nullptr, "Nam");
@@ -825,12 +745,10 @@ TEST(BuilderSide, LiteralTextOfValuesAndDates) {
     tb->context = b.ec;
     ZEMSetDatePicture(b.ec, "yyyy-mm-dd", "yyyy-mm-dd HH:nn:ss", "HH:nn:ss");
     struct Case { uint32_t page; uint16_t flags; int mode, type; const char *line, *literal; } cases[] = {
-        {932, 0, 0, ZEM_TYPE_STRING, "", "''"},
         {932, 0, 0, ZEM_TYPE_STRING, "it's", "'it''s'"},
         {932, 0, 0, ZEM_TYPE_STRING, "\x83\x27'x", "'\x83\x27''x'"},  // 83 27 is one character
         {1252, 0, 0, ZEM_TYPE_STRING, "\x83\x27'x", "'\x83''''x'"},
         {932, 0, 0, ZEM_TYPE_NUMBER, "12", "12"},
-        {0, 0, 0, ZEM_TYPE_DATETIME, "1/31/2001", "{d 2001-01-31}"},
         {0, 0, 2, ZEM_TYPE_DATETIME, "1/31/2001", "{d 2001-01-31}"},
         {0, 1, 2, ZEM_TYPE_DATETIME, "1/31/2001", "'2001-01-31'"},
         {0, 2, 0, ZEM_TYPE_DATETIME, "1/31/2001", "1/31/2001"},
@@ -861,15 +779,12 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
     b.onBuilder = [&](HWND dialog) {
         ASSERT_EQ(1u, b.timers.size());
         EXPECT_EQ(1000u, b.timers[0].second);
-        EXPECT_EQ("Later", b.selection());
-        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown ||
-                     b.at(ID_SHOW_TEXT)->enabled);
-        EXPECT_TRUE(b.at(ID_TEXT)->modified);
+        EXPECT_TRUE(b.selection() == "Later" && b.at(ID_TEXT)->modified);
+        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown || b.at(ID_SHOW_TEXT)->enabled);
         b.send(dialog, UI_WM_TIMER, 1);
         EXPECT_TRUE(b.timers.empty());
         ASSERT_EQ(1u, b.reports.size());
-        EXPECT_EQ(UiLoadError, b.reports[0].kind);
-        EXPECT_EQ(1, b.beeps);
+        EXPECT_TRUE(b.reports[0].kind == UiLoadError && b.beeps == 1);
         b.press(ID_OK);
     };
     EXPECT_EQ(nullptr, runBuilder(nullptr, b.ec, nullptr, 0, 0, "")) << "the text waits for a later one";
@@ -878,7 +793,6 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
     EXPECT_EQ(1u, b.reports.size()) << "no message for a waiting text";
     SvcFree(tb->repairResult);
     tb->repairResult = nullptr, tb->repairMode = 0;
-
     const char block[] = "a\0One\0b\0Two words\0";
     std::string wide = "One" + std::string(252, ' ') + "(";
     struct Case { std::string text; uint32_t start, length; int pending; } cases[] = {
@@ -893,12 +807,9 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
 }
 
 #ifndef _WIN32
-int32_t gHookCalls;
-std::string gHookMessage;
-int32_t ZEMCALL hook(HZEMWND, const char *text, const ExpError *error, const char *message, int32_t loading) {
-    gHookCalls++;
-    gHookMessage = std::string(text) + "|" + std::to_string(error->start) + "|" +
-                   std::to_string(error->length) + "|" + message + "|" + std::to_string(loading);
+std::string gHook;
+int32_t ZEMCALL hook(HZEMWND, const char *text, const ExpError *error, const char *, int32_t loading) {
+    gHook += std::string(text) + "|" + std::to_string(error->start) + "|" + std::to_string(error->length) + "|" + std::to_string(loading) + ";";
     return 7;
 }
 
@@ -909,11 +820,8 @@ TEST(ErrorDialog, WithoutWindowsAHookOrMinusOne) {
     EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0)) << "no dialog can be made";
     ZEMSetErrorDisplayHook(hook);
     EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0));
-    EXPECT_EQ(1, gHookCalls);
-    EXPECT_EQ(0u, gHookMessage.find("|0|0|")) << "error 131 with the empty text";
     EXPECT_EQ(7, ZEMErrorDisplay(nullptr, "1 + + 2", &error));
-    EXPECT_EQ(0u, gHookMessage.find("1 + + 2|2|1|"));
-    EXPECT_EQ('0', gHookMessage.back());
+    EXPECT_EQ("|0|0|0;1 + + 2|2|1|0;", gHook) << "error 131 with the empty text, then the report";
     EXPECT_EQ(hook, ZEMSetErrorDisplayHook(nullptr));
     ZEMDestroyEC(ec);
 }
@@ -922,23 +830,17 @@ TEST(ErrorDialog, WithoutWindowsAHookOrMinusOne) {
 TEST(ErrorDialog, SpanIsSelectedAfterThePaintAndTheTextTakesNoInput) {
     Fixture f;
     struct Case { const char *text; uint32_t start, length, selStart, selLength; } cases[] = {
-        {"Price +", 6, 1, 6, 1}, {"Price +", 3, 0, 3, 0}, {"Price +", 40, 2, 7, 0},
-        {"Price +", 2, 1000, 2, 5}, {"", 0, 0, 0, 0},
-    };
+        {"Price +", 6, 1, 6, 1}, {"Price +", 3, 0, 3, 0}, {"Price +", 40, 2, 7, 0}, {"Price +", 2, 1000, 2, 5}, {"", 0, 0, 0, 0}};
     for (const Case &c : cases) {
         ExpError error = {ERR_SYNTAX, c.start, c.length};
         EXPECT_EQ(1, ZEMErrorDisplay(nullptr, c.text, &error));
         const Report &r = f.reports.back();
-        EXPECT_EQ(c.text, r.text);
-        EXPECT_EQ(c.selStart, r.start) << c.start;
-        EXPECT_EQ(c.selLength, r.length) << c.length;
-        EXPECT_EQ((uint32_t)ERR_SYNTAX, r.code);
-        EXPECT_FALSE(r.message.empty());
+        EXPECT_TRUE(c.text == r.text && c.selStart == r.start && c.selLength == r.length) << c.start << " " << c.length;
+        EXPECT_TRUE(r.code == ERR_SYNTAX && !r.message.empty());
     }
     Win field;
     int before = f.formerCalls;
-    for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_MOUSEMOVE, UI_WM_LBUTTONDOWN, UI_WM_LBUTTONUP,
-                       UI_WM_LBUTTONDBLCLK})
+    for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_MOUSEMOVE, UI_WM_LBUTTONDOWN, UI_WM_LBUTTONUP, UI_WM_LBUTTONDBLCLK})
         EXPECT_EQ(0, ErrorEditEvent((HWND)&field, m, 'x', 0) + ViewEditEvent((HWND)&field, m, 'x', 0));
     EXPECT_EQ(before, f.formerCalls) << "typing and clicking reach nothing";
     ErrorEditEvent((HWND)&field, UI_WM_KEYDOWN, UI_VK_RETURN, 0);
@@ -952,8 +854,7 @@ TEST(Builder, EveryAllocationFailingOnce) {
     EachAllocationFails([&](int n) {
         std::string field;
         HEXP saved = b.run([&] {
-            b.type(ID_TEXT, "Double() + ");
-            b.pick(ID_ITEMS, "Qty");
+            b.type(ID_TEXT, "Double() + "), b.pick(ID_ITEMS, "Qty");
             field = b.text(ID_TEXT);
             b.press(ID_OK);
         });
