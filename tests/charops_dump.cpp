@@ -1,10 +1,6 @@
-// Prints what the character and text calls of the platform layer give, one
-// fact a line ("key<TAB>value"), so that the stand-ins of the Linux build
-// can be compared with the system's own calls under Windows: every byte,
-// every double-byte sequence of code page 932, the comparisons of a list of
-// name pairs, and every string of the string table, whole and cut.
-// Usage: charops_dump [CODEPAGE]; with a code page it must be the active one
-// or one that can be selected, else the exit status is 2.
+// Prints what the platform layer's character and text calls give, "key<TAB>value" a line, to
+// hold the Linux stand-ins against the system's calls: every byte, every double-byte pair of
+// 932, name comparisons, the string table. Usage: charops_dump [CODEPAGE] (exit 2: not usable).
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -36,35 +32,29 @@ void dumpBytes() {
         char up[2] = {(char)b, 0}, low[2] = {(char)b, 0};
         CharUpperBuffA(up, 1);
         CharLowerBuffA(low, 1);
-        printf("byte %02X lead\t%d\n", b, IsDBCSLeadByte((BYTE)b) != 0);
-        printf("byte %02X next\t%d\n", b, (int)(CharNextA(text) - text));
-        printf("byte %02X upper\t%02X\n", b, (unsigned char)up[0]);
-        printf("byte %02X lower\t%02X\n", b, (unsigned char)low[0]);
-        printf("byte %02X alpha\t%d\n", b, IsCharAlphaA((CHAR)b) != 0);
-        printf("byte %02X alnum\t%d\n", b, IsCharAlphaNumericA((CHAR)b) != 0);
-        printf("byte %02X word\t%d\n", b, SvcIsWordChar(b) != 0);
+        printf("byte %02X lead\t%d\nbyte %02X next\t%d\n", b, IsDBCSLeadByte((BYTE)b) != 0, b,
+               (int)(CharNextA(text) - text));
+        printf("byte %02X upper\t%02X\nbyte %02X lower\t%02X\n", b, (unsigned char)up[0], b, (unsigned char)low[0]);
+        printf("byte %02X alpha\t%d\nbyte %02X alnum\t%d\nbyte %02X word\t%d\n", b, IsCharAlphaA((CHAR)b) != 0, b,
+               IsCharAlphaNumericA((CHAR)b) != 0, b, SvcIsWordChar(b) != 0);
     }
 }
 
 // Each lead byte with each trail byte: the step over it and its cases.
 void dumpDoubleBytes() {
-    for (int lead = 0x81; lead <= 0xFC; lead++) {
-        if (lead > 0x9F && lead < 0xE0) continue;
-        for (int trail = 0x40; trail <= 0xFC; trail++) {
-            if (trail == 0x7F) continue;
+    for (int lead = 0x81; lead <= 0xFC; lead++)
+        for (int trail = 0x40; trail <= 0xFC && (lead <= 0x9F || lead >= 0xE0); trail += trail == 0x7E ? 2 : 1) {
             char text[4] = {(char)lead, (char)trail, 'a', 0};
             char up[3] = {(char)lead, (char)trail, 0}, low[3] = {(char)lead, (char)trail, 0};
             CharUpperBuffA(up, 2);
             CharLowerBuffA(low, 2);
-            printf("pair %02X%02X next\t%d\n", lead, trail, (int)(CharNextA(text) - text));
-            printf("pair %02X%02X upper\t%02X%02X\n", lead, trail, (unsigned char)up[0], (unsigned char)up[1]);
-            printf("pair %02X%02X lower\t%02X%02X\n", lead, trail, (unsigned char)low[0], (unsigned char)low[1]);
+            printf("pair %02X%02X next\t%d\npair %02X%02X upper\t%02X%02X\npair %02X%02X lower\t%02X%02X\n", lead,
+                   trail, (int)(CharNextA(text) - text), lead, trail, (unsigned char)up[0], (unsigned char)up[1], lead,
+                   trail, (unsigned char)low[0], (unsigned char)low[1]);
         }
-    }
 }
 
-// Names as the library compares them: items exactly, keywords and the
-// tokeniser's words without case. The texts are bytes of code page 932.
+// Names compared exactly and without case; the texts are bytes of code page 932.
 const char *const kPairs[][2] = {
     {"abc", "abc"}, {"abc", "ABC"}, {"abc", "abd"}, {"abc", "ABD"}, {"a", "B"}, {"B", "a"},
     {"Zeta", "alpha"}, {"abc", "abcd"}, {"", "a"}, {"and", "AND"}, {"Distinct", "DISTINCT"},

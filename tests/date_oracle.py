@@ -1,12 +1,8 @@
 #!/usr/bin/env python3
-"""Writes calendar cases for test_dates, worked out by Python's datetime.
-
-Each line, tab-separated: year month day hour minute second julian-day
-weekday-name month-name default-text, where the default text is the date
-and time as month/day/year h:mm:ss AM/PM with a year of four digits. The
-cases are random (seeded) over the years 1 to 9999, plus the first and last
-days of every month of a few years around century and leap boundaries.
-"""
+"""Writes calendar cases for test_dates with Python's datetime. Lines, tab-separated:
+year month day hour minute second julian-day weekday-name month-name default-text (the
+date and time as m/d/yyyy h:mm:ss AM/PM). Seeded random dates over the years 1 to 9999,
+and the first and last days of every month of years around century and leap boundaries."""
 import calendar
 import datetime
 import locale
@@ -18,11 +14,9 @@ JULIAN_OFFSET = 1721425  # toordinal() of a date plus this is its Julian Day Num
 
 def line(d, hour, minute, second):
     t = datetime.datetime(d.year, d.month, d.day, hour, minute, second)
-    text = "%d/%d/%04d %d:%s %s" % (d.month, d.day, d.year, int(t.strftime("%I")),
-                                 t.strftime("%M:%S"), t.strftime("%p"))
-    return "\t".join(str(v) for v in (
-        d.year, d.month, d.day, hour, minute, second, d.toordinal() + JULIAN_OFFSET,
-        t.strftime("%A"), t.strftime("%B"), text))
+    text = "%d/%d/%04d %d:%s" % (d.month, d.day, d.year, int(t.strftime("%I")), t.strftime("%M:%S %p"))
+    return "\t".join(str(v) for v in (d.year, d.month, d.day, hour, minute, second,
+                                      d.toordinal() + JULIAN_OFFSET, t.strftime("%A"), t.strftime("%B"), text))
 
 
 def main():
@@ -32,8 +26,7 @@ def main():
     dates = [datetime.date.fromordinal(rng.randint(first, last)) for _ in range(4000)]
     for year in (1, 4, 100, 1600, 1700, 1899, 1900, 1999, 2000, 2001, 2004, 2100, 2400, 9999):
         for month in range(1, 13):
-            dates.append(datetime.date(year, month, 1))
-            dates.append(datetime.date(year, month, calendar.monthrange(year, month)[1]))
+            dates += [datetime.date(year, month, 1), datetime.date(year, month, calendar.monthrange(year, month)[1])]
     with open(sys.argv[1], "w") as out:
         for d in dates:
             out.write(line(d, rng.randint(0, 23), rng.randint(0, 59), rng.randint(0, 59)) + "\n")

@@ -1,31 +1,23 @@
 #!/usr/bin/env python3
-"""Writes date arithmetic cases for test_datemath, worked out by Python's
-datetime and calendar modules. Step lines:
-  S year month day hour minute second op count unit  year month day hour minute second
-where op is + or - and unit the unit code (0 none, 1 day, 2 month, 4 year,
-8 hour, 16 minute, 32 second). Difference lines:
-  D year month day hour minute second  year month day hour minute second  days
-The cases are random (seeded), with dates drawn near month ends and year
-ends as often as anywhere else, and results kept inside the years 1 to 9999.
-"""
+"""Writes date arithmetic cases for test_datemath with Python's datetime and calendar.
+Steps "S y m d h m s op count unit  y m d h m s" (op + or -, unit 0 none, 1 day, 2 month,
+4 year, 8 hour, 16 minute, 32 second); differences "D y m d h m s  y m d h m s  days".
+Seeded; dates near month and year ends as often as anywhere, results in years 1 to 9999."""
 import calendar
 import datetime
 import random
 import sys
 
-# The count's range for each unit.
-SCALES = {0: 4000, 1: 4000, 2: 400, 4: 40, 8: 100000, 16: 5000000, 32: 300000000}
+SCALES = {0: 4000, 1: 4000, 2: 400, 4: 40, 8: 100000, 16: 5000000, 32: 300000000}  # counts' ranges
 
 
 def step(t, n, unit):
-    """Months and years move the year by whole years and clip the day to
-    the new month's last day; the time of day stays."""
+    """Months and years clip the day to the new month's last day; the time stays."""
     if unit in (2, 4):
         index = t.year * 12 + t.month - 1 + (n if unit == 2 else 12 * n)
         year, month = index // 12, index % 12 + 1
         return t.replace(year=year, month=month, day=min(t.day, calendar.monthrange(year, month)[1]))
-    seconds = {0: 86400, 1: 86400, 8: 3600, 16: 60, 32: 1}[unit]
-    return t + datetime.timedelta(seconds=n * seconds)
+    return t + datetime.timedelta(seconds=n * {0: 86400, 1: 86400, 8: 3600, 16: 60, 32: 1}[unit])
 
 
 def random_time(rng):
@@ -39,10 +31,8 @@ def random_time(rng):
     else:
         day = rng.randint(1, last)
     edge = rng.random() < 0.3
-    hour = rng.choice((0, 23)) if edge else rng.randint(0, 23)
-    minute = rng.choice((0, 59)) if edge else rng.randint(0, 59)
-    second = rng.choice((0, 59)) if edge else rng.randint(0, 59)
-    return datetime.datetime(year, month, day, hour, minute, second)
+    hms = [rng.choice((0, top)) if edge else rng.randint(0, top) for top in (23, 59, 59)]
+    return datetime.datetime(year, month, day, *hms)
 
 
 def fields(t):
@@ -59,17 +49,15 @@ def main():
         n = small if rng.random() < 0.5 else rng.randint(-SCALES[unit], SCALES[unit])
         op = rng.choice("+-")
         try:
-            r = step(t, n if op == "+" else -n, unit)
+            lines.append("S %s %s %d %d %s" % (fields(t), op, n, unit, fields(step(t, n if op == "+" else -n, unit))))
         except (OverflowError, ValueError):
             continue  # outside the years 1 to 9999
-        lines.append("S %s %s %d %d %s" % (fields(t), op, n, unit, fields(r)))
     while len(lines) < 5000:
         a, b = random_time(rng), random_time(rng)
-        if rng.random() < 0.5:
-            try:
-                b = a + datetime.timedelta(minutes=rng.randint(-3000, 3000))
-            except OverflowError:
-                continue
+        try:
+            b = a + datetime.timedelta(minutes=rng.randint(-3000, 3000)) if rng.random() < 0.5 else b
+        except OverflowError:
+            continue
         lines.append("D %s %s %d" % (fields(a), fields(b), (a.date() - b.date()).days))
     with open(sys.argv[1], "w") as out:
         out.write("\n".join(lines) + "\n")

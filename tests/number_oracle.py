@@ -1,22 +1,16 @@
 #!/usr/bin/env python3
-"""Writes reference cases for the Number arithmetic, computed with Python's
-decimal module as an independent oracle. Usage: number_oracle.py OUTPUT
-
-Each line is "op a b want": op is add sub mul div cmp round trunc; a and b
-are literals "[-]d.dddE[+-]x" (for round and trunc b is the count of
-places); want is "null", "0", "[-]digitsE<exp>" without trailing zero
-digits, or for cmp -1, 0 or 1. The rules: 40 significant digits, half-even
-rounding, a result above 10^300 after rounding is null, one below 10^-300
-is zero; round is half away from zero, trunc toward zero. The generator is
-seeded, so every build writes the same cases.
-"""
+"""Writes Number reference cases with Python's decimal module: number_oracle.py OUTPUT.
+Lines "op a b want": op add sub mul div cmp round trunc; a, b literals "[-]d.dddE[+-]x"
+(for round and trunc b is the count of places); want "null", "0", "[-]digitsE<exp>"
+without trailing zeros, or -1, 0, 1 for cmp. Rules: 40 digits, half-even; above 10^300
+after rounding is null, below 10^-300 zero; round is half away from zero, trunc toward
+zero. Seeded, so every build writes the same cases."""
 import random
 import sys
 from decimal import Context, Decimal, ROUND_DOWN, ROUND_HALF_EVEN, ROUND_HALF_UP
 
 TOP_MAX, TOP_MIN = 300, -300
-# Overflow gives Infinity through Emax; underflow is checked after rounding,
-# so Emin is far away to keep small results at full precision.
+# Overflow gives Infinity through Emax; underflow is checked after rounding.
 ARITH = Context(prec=40, rounding=ROUND_HALF_EVEN, Emax=TOP_MAX, Emin=-999999, traps=[])
 WIDE = Context(prec=3000, Emax=999999, Emin=-999999, traps=[])
 
@@ -44,21 +38,15 @@ def make(digits, top, negative):
 
 def coefficient(rng, count):
     kind = rng.random()
-    if kind < 0.1:
-        return "9" * count
-    if kind < 0.2:
-        return "1" + "0" * (count - 2) + ("1" if count > 1 else "")
-    if kind < 0.3:
-        return "5" * count
+    if kind < 0.3:  # nines, 10...01, fives
+        return ["9" * count, "1" + "0" * (count - 2) + ("1" if count > 1 else ""), "5" * count][int(kind * 10)]
     return str(rng.randint(1, 9)) + "".join(str(rng.randint(0, 9)) for _ in range(count - 1))
 
 
 def some_top(rng):
     kind = rng.random()
-    if kind < 0.55:
-        return rng.randint(-12, 12)
     if kind < 0.75:
-        return rng.randint(-60, 60)
+        return rng.randint(-12, 12) if kind < 0.55 else rng.randint(-60, 60)
     if kind < 0.92:
         return rng.randint(TOP_MIN, TOP_MAX)
     return rng.choice([TOP_MAX, TOP_MAX - 1, TOP_MIN, TOP_MIN + 1, 150, -150])
@@ -71,8 +59,7 @@ def operand(rng, top=None):
 
 
 def near(rng, a):
-    """Close to a (same leading digits, another tail: cancellation), or
-    placed around the digit where the rounding of a sum is decided."""
+    """Close to a (cancellation), or around the digit where a sum's rounding is decided."""
     if rng.random() >= 0.3:
         return operand(rng, a.adjusted() - rng.randint(0, 90))
     sign, digits, exponent = a.as_tuple()

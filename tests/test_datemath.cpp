@@ -1,5 +1,5 @@
-// Date arithmetic: edge cases of the unit rules, and the reference cases
-// that tests/datemath_oracle.py works out with Python's datetime.
+// Date arithmetic: what tests/datemath_oracle.py leaves out (fractions, a
+// count's fraction, counts at the ends of 32 bits, null dates, bad units).
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <string.h>
@@ -20,7 +20,6 @@ DateTime dateOf(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int frac
     return v;
 }
 
-// "y-m-d h:m:s", "y-m-d h:m:s.f" with a fraction, or "null".
 std::string show(const DateTime &v) {
     if (v.bytes[0] == 0) return "null";
     DateFields f;
@@ -44,40 +43,27 @@ std::string step(const DateTime &date, const char *count, int op, int unit) {
 
 }  // namespace
 
-TEST(DateMath, DaysInMonth) {
-    const int cases[][3] = {{2, 2000, 29}, {2, 1900, 28}, {2, 2400, 29}, {2, 0, 29}, {2, -4, 29},
-                            {2, -100, 28}, {2, 2001, 28}, {4, 2001, 30}, {12, 2001, 31}};
-    for (auto &c : cases) EXPECT_EQ(c[2], DaysInMonth(c[0], c[1])) << c[0] << "/" << c[1];
-}
-
-// What the reference cases leave out: fractions, a count's fraction,
-// counts at the ends of the 32-bit range (held to the calendar's limits),
-// null dates and unknown units.
 TEST(DateMath, Steps) {
+    const int months[][3] = {{2, 0, 29}, {2, -4, 29}, {2, -100, 28}, {2, 2400, 29}};
+    for (auto &c : months) EXPECT_EQ(c[2], DaysInMonth(c[0], c[1])) << c[0] << "/" << c[1];
     DateTime null, d = dateOf(2001, 5, 10, 12, 0, 0);
     memset(&null, 0, sizeof null);
     const struct { DateTime date; const char *count; int op, unit; const char *want; } cases[] = {
         {dateOf(2001, 5, 31, 13, 14, 15, 7), "-1", '+', UnitMonth, "2001-4-30 13:14:15.7"},
-        {dateOf(2001, 3, 1, 10, 20, 30, 123), "1", '-', UnitDay, "2001-2-28 10:20:30.123"},
         {dateOf(2001, 3, 1, 10, 20, 30, 123), "1.9", '+', 0, "2001-3-2 10:20:30.123"},
         {dateOf(2001, 5, 10, 10, 5, 6, 77), "59", '+', UnitSecond, "2001-5-10 10:6:5.77"},
-        {dateOf(2000, 2, 29), "1", '+', UnitYear, "2001-2-28 0:0:0"},
-        {d, "2147483647", '+', UnitMinute, "6084-6-1 14:7:0"},
-        {d, "2147483647", '+', UnitSecond, "2069-5-28 15:14:7"},
+        {d, "2147483647", '+', UnitMinute, "6084-6-1 14:7:0"}, {d, "2147483647", '+', UnitSecond, "2069-5-28 15:14:7"},
         {d, "-2147483648", '+', UnitSecond, "1933-4-22 8:45:52"},
         {d, "2147483648", '-', UnitSecond, "1933-4-22 8:45:53"},  // held to 2^31 - 1
         {null, "1", '+', 0, "null"}, {null, "1", '-', UnitMonth, "null"}, {null, "1", '+', UnitSecond, "null"},
-        {d, "1", '+', 3, "null"}, {d, "1", '+', 64, "null"}, {d, "1", '+', -1, "null"},
-        {d, "1", '+', UnitHour | UnitDay, "null"},
+        {d, "1", '+', 3, "null"}, {d, "1", '+', 64, "null"}, {d, "1", '+', -1, "null"}, {d, "1", '+', UnitHour | UnitDay, "null"},
     };
     for (auto &c : cases) EXPECT_EQ(c.want, step(c.date, c.count, c.op, c.unit)) << c.want;
     for (int unit : {(int)UnitDay, (int)UnitMonth, (int)UnitYear, (int)UnitHour}) {
         EXPECT_EQ("9999", step(d, "2147483647", '+', unit).substr(0, 4)) << unit;
         EXPECT_EQ("-4712", step(d, "2147483648", '-', unit).substr(0, 5)) << unit;
-        EXPECT_EQ("-4712", step(d, "-2147483648", '+', unit).substr(0, 5)) << unit;
     }
-    DateTime day = dateOf(2001, 1, 1);
-    for (auto [a, b] : {std::pair{&null, &day}, {&day, &null}, {&null, &null}}) {
+    for (auto [a, b] : {std::pair{&null, &d}, {&d, &null}}) {
         Number r;
         SvcNumFromText(&r, "5");
         DateDifference(&r, a, b);
@@ -88,32 +74,23 @@ TEST(DateMath, Steps) {
 TEST(DateMath, AgreesWithPythonDatetime) {
     std::ifstream in(DATEMATH_CASES_FILE);
     ASSERT_TRUE(in.good()) << DATEMATH_CASES_FILE;
-    int steps = 0, differences = 0, bad = 0;
+    int count[2] = {0, 0}, bad = 0;
     for (std::string line; std::getline(in, line) && bad < 10;) {
         std::istringstream s(line);
         char kind, op;
-        int y, mo, d, h, mi, sec, unit;
-        std::string count;
+        int y, mo, d, h, mi, sec, unit, days;
+        std::string n;
         s >> kind >> y >> mo >> d >> h >> mi >> sec;
         DateTime date = dateOf(y, mo, d, h, mi, sec);
-        if (kind == 'S') s >> op >> count >> unit;
+        if (kind == 'S') s >> op >> n >> unit;
         s >> y >> mo >> d >> h >> mi >> sec;
         DateTime other = dateOf(y, mo, d, h, mi, sec);
-        bool ok;
-        if (kind == 'S') {
-            ok = step(date, count.c_str(), op, unit) == show(other);
-            steps++;
-        } else {
-            int32_t days;
-            s >> days;
-            Number r, want;
-            DateDifference(&r, &date, &other);
-            SvcNumFromLong(&want, days);
-            ok = memcmp(&r, &want, sizeof r) == 0;
-            differences++;
-        }
+        Number diff, want;
+        if (kind == 'D') s >> days, DateDifference(&diff, &date, &other), SvcNumFromLong(&want, days);
+        bool ok = kind == 'S' ? step(date, n.c_str(), op, unit) == show(other) : !memcmp(&diff, &want, sizeof diff);
+        count[kind == 'S']++;
         if (s.fail() || !ok) ADD_FAILURE() << line, bad++;
     }
-    EXPECT_GE(steps, 4000);
-    EXPECT_GE(differences, 1000);
+    EXPECT_GE(count[1], 4000);
+    EXPECT_GE(count[0], 1000);
 }

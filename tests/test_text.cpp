@@ -1,6 +1,5 @@
-// Text operations counted in characters of each code page, the stand-in
-// code pages and the Win32-named character calls (tools/compare_charops.py
-// holds the stand-ins against the system's calls byte by byte).
+// Text operations in characters of each code page, the stand-in code pages and the
+// Win32-named character calls (tools/compare_charops.py holds them against the system's).
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,8 +14,7 @@
 
 namespace {
 
-// Selects a code page and puts 932 back at the end. On Windows the code
-// page is the system's and cannot be changed: active is false for another.
+// Selects a code page and puts 932 back; on Windows another than the system's is not active.
 struct UseCodePage {
     explicit UseCodePage(unsigned cp) : active(SvcSelectCodePage(cp) == 1) {
 #ifndef _WIN32
@@ -34,9 +32,8 @@ struct Exact {
     ~Exact() { free(p); }
 };
 
-// Runs `write` on a copy of `in`, into a guarded buffer and in place; both
-// must agree, and nothing may be written behind the result's terminator
-// (with `loose`, behind the length of `in`).
+// Runs `write` on a copy of `in` into a guarded buffer and in place: both agree, and nothing is
+// written behind the result's terminator (with `loose`, behind the length of `in`).
 std::string run(const char *in, const std::function<void(char *, const char *)> &write, bool loose = false) {
     Exact src(in);
     char buf[64], same[64];
@@ -49,8 +46,7 @@ std::string run(const char *in, const std::function<void(char *, const char *)> 
     return std::string(buf, n);
 }
 
-// x, katakana so (its trail is a backslash), y, hiragana a: 4 characters
-// under 932 and 6 under 1252.
+// x, katakana so (its trail is a backslash), y, hiragana a: 4 characters under 932, 6 under 1252.
 const char kMixed[] = "x\x83\x5Cy\x82\xA0";
 
 #ifdef _WIN32
@@ -232,8 +228,7 @@ TEST(CodePage, Selection) {
 #endif
 }
 
-// Per byte: L lead byte, A IsCharAlphaA, W SvcIsWordChar; then case folding
-// (up and down) and comparisons (c lstrcmpA, i lstrcmpiA equal).
+// Per byte: L lead byte, A IsCharAlphaA, W SvcIsWordChar; case folding up and down; c lstrcmpA, i lstrcmpiA equal.
 TEST(CodePage, CharacterCalls) {
     struct Byte { int byte; const char *c932, *c1252; };
     const Byte bytes[] = {{'a', "A", "A"}, {'5', "", ""}, {0x80, "", ""}, {0x81, "L", ""}, {0x9F, "L", "AW"},
