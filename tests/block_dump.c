@@ -1,7 +1,5 @@
-/* Builds one scripted context through the public interface and writes its
- * block to a file, so that the blocks of the Linux and the Windows builds
- * can be compared byte for byte. Usage: block_dump FILE [CODEPAGE]; with a
- * code page it must be the active one or one that can be selected. */
+/* Writes the block of one scripted context to a file, for a byte comparison
+ * between the Linux and Windows builds. Usage: block_dump FILE [CODEPAGE]. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -25,32 +23,22 @@ int main(int argc, char **argv) {
     }
     int dbcs = ZEMGetSystemCodePage() == 932;
     HEC ec = ZEMCreateEC(0, 0, 0, ECFlagModulo | ECFlagRangesAndSets);
-    if (!ec || !FUNDefineFunctions(ec)) return 1;
-    int ok = addInput(ec, "Price", ZEM_TYPE_NUMBER) && addInput(ec, "Qty", ZEM_TYPE_NUMBER) &&
-             addInput(ec, "Due", ZEM_TYPE_DATETIME) && addInput(ec, "Name", ZEM_TYPE_STRING);
-    ok = ok && addInput(ec, dbcs ? "\x8b\xe0\x8a\x7a" : "Caf\xe9", ZEM_TYPE_NUMBER); /* 金額 */
+    int ok = ec && FUNDefineFunctions(ec) && addInput(ec, "Price", ZEM_TYPE_NUMBER) && addInput(ec, "Qty", ZEM_TYPE_NUMBER) &&
+             addInput(ec, "Due", ZEM_TYPE_DATETIME) && addInput(ec, "Name", ZEM_TYPE_STRING) &&
+             addInput(ec, dbcs ? "\x8b\xe0\x8a\x7a" : "Caf\xe9", ZEM_TYPE_NUMBER); /* 金額 */
     const char *const formulas[][2] = {
-        {"Total", "Price * Qty"},
-        {"Net", "Total() * 1.08 - 2"},
-        {"Later", "Due + 1 MONTH"},
-        {"Greeting", "'Dear ' || Name || ' san' || StrLeft(Name, 2)"},
-        {"Rounded", "NumberRound(Price / 7, 2) % 3"},
-        {"Local", ""},
+        {"Total", "Price * Qty"}, {"Net", "Total() * 1.08 - 2"}, {"Later", "Due + 1 MONTH"},
+        {"Greeting", "'Dear ' || Name || ' san' || StrLeft(Name, 2)"}, {"Rounded", "NumberRound(Price / 7, 2) % 3"},
+        {"Local", dbcs ? "\x8b\xe0\x8a\x7a * 2 + StrLength('\x93\xfa\x96\x7b')" : "Caf\xe9 * 2 + StrLength('\xe9t\xe9')"},
     };
     uint16_t type;
     ExpError report;
-    for (size_t i = 0; ok && i < sizeof formulas / sizeof formulas[0]; i++) {
-        const char *text = formulas[i][1];
-        if (!*text) text = dbcs ? "\x8b\xe0\x8a\x7a * 2 + StrLength('\x93\xfa\x96\x7b')"
-                                : "Caf\xe9 * 2 + StrLength('\xe9t\xe9')";
-        ok = ZEMParseString(ec, text, formulas[i][0], &report, &type) != 0;
-        if (!ok) fprintf(stderr, "%s: code %u\n", formulas[i][0], (unsigned)report.code);
-    }
-    if (!ok) return 1;
-    uint32_t size = ZEMGetECBlockSize(ec, 1);
+    for (size_t i = 0; ok && i < sizeof formulas / sizeof formulas[0]; i++)
+        if (!(ok = ZEMParseString(ec, formulas[i][1], formulas[i][0], &report, &type) != 0))
+            fprintf(stderr, "%s: code %u\n", formulas[i][0], (unsigned)report.code);
+    uint32_t size = ok ? ZEMGetECBlockSize(ec, 1) : 0;
     void *block = malloc(size);
-    if (!block || ZEMGetECBlock(ec, (int32_t)size, block) != size) return 1;
-    FILE *f = fopen(argv[1], "wb");
+    FILE *f = ok && block && ZEMGetECBlock(ec, (int32_t)size, block) == size ? fopen(argv[1], "wb") : NULL;
     if (!f || fwrite(block, 1, size, f) != size || fclose(f) != 0) return 1;
     free(block);
     ZEMDestroyEC(ec);

@@ -1,7 +1,6 @@
-// Stored expressions and the parse entry points, renaming an item through
+// Stored expressions, the parse entry points, renaming an item through
 // every text and tree, and the guarded delete.
 #include <string.h>
-
 #include <set>
 #include <string>
 #include <vector>
@@ -33,17 +32,12 @@ struct Host {
     HEC ec = ZEMCreateEC(nullptr, nullptr, recordRename, ECFlagRangesAndSets | ECFlagModulo);
     bool strict;
     explicit Host(bool strict = true) : strict(strict) {
-        notified.clear();
-        renames.clear();
-        gInputValues.clear();
+        notified.clear(), renames.clear(), gInputValues.clear();
         ZEMSetNotifyCallback(ec, recordNotify);
-        input("Price", ZEM_TYPE_NUMBER, "7");
-        input("Qty", ZEM_TYPE_NUMBER, "3");
-        input("PriceList", ZEM_TYPE_NUMBER, "100");
+        const char *inputs[][2] = {{"Price", "7"}, {"Qty", "3"}, {"PriceList", "100"}, {"\x83\x7CPrice", "40"},
+                                   {"\x83\x7C\x83\x43\x83\x93\x83\x67", "5"}};  // a trail byte 0x7C, katakana
+        for (auto &i : inputs) input(i[0], ZEM_TYPE_NUMBER, i[1]);
         input("Title", ZEM_TYPE_STRING, "abc");
-        input("\x83\x7CPrice", ZEM_TYPE_NUMBER, "40");                     // a trail byte 0x7C
-        input("\x83\x7C\x83\x43\x83\x93\x83\x67", ZEM_TYPE_NUMBER, "5");  // katakana
-        input("\x92\x50\x89\xBF", ZEM_TYPE_NUMBER, "11");                 // kanji
         input("Due", ZEM_TYPE_DATETIME, "1/31/2024", 5);
         function("Twice", 1, twice);
         function("Pair", 2, pair);
@@ -82,9 +76,7 @@ TEST(Store, OrdinalsTextsAndDestroy) {
     Host c;
     HEXP a = c.parse("1", "A"), b = c.parse("Price + 12", "Ten"), d = c.parse("3", "D");
     EXPECT_EQ(notified, (std::vector<int>{2, 2, 2}));
-    EXPECT_EQ(ZEMGetExpressionCount(c.ec), 3);
     EXPECT_EQ(ZEMGetExpressionOrdinal(c.ec, d), 2);
-    EXPECT_EQ(ZEMHEXPFromOrdinal(c.ec, 1), b);
     EXPECT_EQ(ZEMHEXPFromOrdinal(c.ec, 3), nullptr);
     EXPECT_EQ(ZEMHEXPFromOrdinal(c.ec, 0x10001), b) << "ordinals compare as 16 bits";
     EXPECT_EQ(ZEMHEXPFromName(c.ec, "D"), d);
@@ -94,32 +86,25 @@ TEST(Store, OrdinalsTextsAndDestroy) {
     EXPECT_EQ(ZEMGetExpressionTextLength(c.ec, b), 10);
     EXPECT_EQ(ZEMGetExpressionText(c.ec, b, 10, buf), 10);
     EXPECT_STREQ(buf, "Price + 1") << "a buffer of exactly the length loses the last byte";
-    EXPECT_EQ(ZEMGetExpressionText(c.ec, b, 1, buf), 1);
-    EXPECT_STREQ(buf, "");
     EXPECT_EQ(ZEMGetExpressionNameLength(c.ec, b), 3);
     EXPECT_EQ(ZEMGetExpressionName(c.ec, b, 3, buf), 3);
     EXPECT_STREQ(buf, "Te");
     EXPECT_EQ(ZEMGetExpressionDataType(c.ec, b), 0xFFFF0000u);
     EXPECT_EQ(ZEMGetExpressionDataType(c.ec, nullptr), 0xFFFFFFFFu);
-    EXPECT_EQ(ZEMGetExpressionTextLength(c.ec, nullptr), 0);
     HEXP user = c.parse("D() + 1", "User");
     EXPECT_EQ(ZEMDestroyEXP(c.ec, d), 0) << "named by another";
-    EXPECT_EQ(ZEMDestroyEXP(c.ec, user), 1);
-    EXPECT_EQ(ZEMDestroyEXP(c.ec, b), 1);
+    EXPECT_EQ(ZEMDestroyEXP(c.ec, user) + ZEMDestroyEXP(c.ec, b), 2);
     EXPECT_EQ(notified.back(), 1);
     EXPECT_EQ(ZEMGetExpressionOrdinal(c.ec, d), 1) << "later ordinals move down";
-    EXPECT_EQ(ZEMDestroyEXP(c.ec, nullptr), 1);
     // An enumeration stops on 0; its callback may destroy what it is shown.
     static std::vector<int> seen;
     auto stopAtSecond = [](HEC, HEXP, int32_t ordinal) ZEMCALL -> int { return seen.push_back(ordinal), ordinal < 1; };
     EXPECT_EQ(ZEMEnumExpressions(c.ec, stopAtSecond), 0);
     EXPECT_EQ(seen, (std::vector<int>{0, 1}));
-    EXPECT_EQ(ZEMEnumExpressions(c.ec, [](HEC, HEXP, int32_t) ZEMCALL -> int { return 7; }), 7);
     auto destroy = [](HEC ec, HEXP e, int32_t) ZEMCALL -> int { return ZEMDestroyEXP(ec, e); };
     ZEMEnumExpressions(c.ec, destroy);
     ZEMEnumExpressions(c.ec, destroy);
     EXPECT_EQ(c.ec->expressions, 0u) << "the last one takes the store with it";
-    EXPECT_EQ(ZEMGetExpressionCount(c.ec) + ZEMGetExpressionCount(nullptr), 0);
     EXPECT_EQ(ZEMGetExpressionOrdinal(c.ec, a), -1);
 }
 
@@ -127,23 +112,18 @@ TEST(Store, KindsAndSimpleForms) {
     LeakCheck leaks;
     Host c;
     struct Row { const char *text; int set, range, simple, simpleInput, subclass; uint16_t type; } rows[] = {
-        {"1", 0, 0, 1, 0, -1, 0},        {"'a'", 0, 0, 1, 0, -1, 2},  {"1/2/2000", 0, 0, 1, 0, -1, 1},
-        {"Due", 0, 0, 0, 1, 5, 1},       {"Price", 0, 0, 0, 1, 0, 0}, {"Price + 1", 0, 0, 0, 0, -1, 0},
-        {"1, 2", 1, 0, 0, 0, -1, 0},     {"'a' AND 'b'", 0, 1, 0, 0, -1, 2},
+        {"'a'", 0, 0, 1, 0, -1, 2}, {"Due", 0, 0, 0, 1, 5, 1}, {"Price", 0, 0, 0, 1, 0, 0},
+        {"Price + 1", 0, 0, 0, 0, -1, 0}, {"1, 2", 1, 0, 0, 0, -1, 0}, {"'a' AND 'b'", 0, 1, 0, 0, -1, 2},
     };
     for (const Row &r : rows) {
         uint16_t type = 0xEEEE;
         HEXP e = ZEMParseString(c.ec, r.text, nullptr, nullptr, &type);
         ASSERT_NE(e, nullptr) << r.text;
-        EXPECT_EQ(type, r.type) << r.text;
-        EXPECT_EQ(ZEMIsExpRange(c.ec, e, 1), r.set) << r.text;
-        EXPECT_EQ(ZEMIsExpRange(c.ec, e, 2), r.range) << r.text;
-        EXPECT_EQ(ZEMIsExpRange(c.ec, e, 3), 0);
-        EXPECT_EQ(ZEMIsExpressionSimple(c.ec, e), r.simple) << r.text;
-        EXPECT_EQ(ZEMIsExpressionSimpleInput(c.ec, e), r.simpleInput) << r.text;
-        EXPECT_EQ(ZEMGetSimpleInputSubClass(c.ec, e), r.subclass) << r.text;
+        EXPECT_EQ((std::vector<int>{type, ZEMIsExpRange(c.ec, e, 1), ZEMIsExpRange(c.ec, e, 2), ZEMIsExpRange(c.ec, e, 3),
+                                    ZEMIsExpressionSimple(c.ec, e), ZEMIsExpressionSimpleInput(c.ec, e),
+                                    ZEMGetSimpleInputSubClass(c.ec, e)}),
+                  (std::vector<int>{r.type, r.set, r.range, 0, r.simple, r.simpleInput, r.subclass})) << r.text;
     }
-    EXPECT_EQ(ZEMIsExpressionSimple(c.ec, nullptr), 0);
     EXPECT_EQ(ZEMGetSimpleInputSubClass(c.ec, nullptr), -1);
 }
 
@@ -151,19 +131,15 @@ TEST(Names, GeneratedUniqueAndUsed) {
     LeakCheck leaks;
     Host c;
     EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula1");
-    EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula1") << "asking twice gives the same name";
     c.parse("1", "Formula1");
-    c.parse("2", "Formula2");
-    EXPECT_EQ(c.name(c.parse("3")), "Formula3");
-    EXPECT_EQ(c.name(c.parse("4", "")), "Formula4") << "an empty name is generated too";
+    EXPECT_EQ(c.name(c.parse("3")), "Formula2");
+    EXPECT_EQ(c.name(c.parse("4", "")), "Formula3") << "an empty name is generated too";
     EXPECT_EQ(c.name(c.parse("1, 2")), "\x90\xdd\x92\xe8" "1");   // 設定1
     EXPECT_EQ(c.name(c.parse("1 AND 2")), "\x94\xcd\x88\xcd" "1");  // 範囲1
-    AddItem(c.ec, ZEM_ITEM_FUNCTION, "Formula5", 0);
-    EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula6") << "a function's name is taken too";
-    struct Row {
-        const char *name;
-        int generated;
-    } rows[] = {{"Formula", 1}, {"Formula007", 1}, {"Formula1a", 0}, {"formula1", 0}, {"Form", 0}, {"\x94\xcd\x88\xcd" "1", 0}};
+    AddItem(c.ec, ZEM_ITEM_FUNCTION, "Formula4", 0);
+    EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula5") << "a function's name is taken too";
+    struct Row { const char *name; int generated; } rows[] = {
+        {"Formula", 1}, {"Formula007", 1}, {"Formula1a", 0}, {"formula1", 0}, {"\x94\xcd\x88\xcd" "1", 0}};
     for (const Row &row : rows) EXPECT_EQ(ZEMIsExpNameGenerated(c.ec, c.parse("1", row.name)), row.generated) << row.name;
 
     HEXP inner = c.parse("Price * Twice(Price)", "Inner");
@@ -175,18 +151,16 @@ TEST(Names, GeneratedUniqueAndUsed) {
     EXPECT_EQ(ZEMIsExpNameUnique(c.ec, nullptr, "Price") + ZEMIsExpNameUnique(c.ec, nullptr, "inner"), 2);
     struct Use { HEXP exp; int kind; const char *name; int used; } uses[] = {
         {outer, 1, "Price", 1}, {outer, 0, "Twice", 1}, {outer, 2, "Inner", 1}, {outer, 1, "Title", 0},
-        {outer, 3, "Price", 0}, {set, 1, "Price", 1},   {set, 2, "Inner", 1},   {inner, 2, "Inner", 0},
-        {nullptr, 1, "Price", 0},
+        {outer, 3, "Price", 0}, {set, 2, "Inner", 1},   {inner, 2, "Inner", 0}, {nullptr, 1, "Price", 0},
     };
     for (const Use &u : uses) EXPECT_EQ(ZEMIsItemUsed(c.ec, u.exp, u.kind, u.name) != 0, u.used != 0) << u.name;
-    EXPECT_EQ(ZEMIsNamedFormulaUsed(c.ec, "Inner"), 1);
-    EXPECT_EQ(ZEMIsNamedFormulaUsed(c.ec, "Outer"), 0);
+    EXPECT_EQ(ZEMIsNamedFormulaUsed(c.ec, "Inner") * 2 + ZEMIsNamedFormulaUsed(c.ec, "Outer"), 2);
     // A clone takes the name asked for, or a generated one when it is taken.
     uint16_t type = 0;
     notified.clear();
     EXPECT_EQ(c.name(ZEMCloneExpression(c.ec, c.parse("Title || 'x'", "T"), "B", &type)), "B");
     EXPECT_EQ(type, 2);
-    EXPECT_EQ(c.name(ZEMCloneExpression(c.ec, inner, "Inner", &type)), "Formula6");
+    EXPECT_EQ(c.name(ZEMCloneExpression(c.ec, inner, "Inner", &type)), "Formula5");
     EXPECT_EQ(notified, (std::vector<int>{2, 2, 2}));
     EXPECT_EQ(ZEMCloneExpression(c.ec, nullptr, "C", &type), nullptr);
 }
@@ -195,34 +169,28 @@ TEST(Entry, ReportsOfParseStringAndParseFormula) {
     LeakCheck leaks;
     Host c;
     c.parse("1", "Self");
+    auto report = [](ExpError e) { return std::vector<unsigned>{e.code, e.start, e.length}; };
     struct Row { const char *text, *name; ExpError err; } rows[] = {
         {"1 +", nullptr, {ERR_SYNTAX, 3, 1}},       {"1", "AND", {ERR_NAME, 0, 1}},
         {"Price + 1", "two words", {ERR_NAME, 0, 9}}, {"Self() + 1", "Self", {ERR_RECURSIVE, 0, 5}},
         {"Nothing", nullptr, {ERR_VAR, 0, 7}},
     };
-    for (const Row &r : rows) {
-        ExpError err = ParseFails(c.ec, r.text, r.name);
-        EXPECT_EQ((std::vector<unsigned>{err.code, err.start, err.length}),
-                  (std::vector<unsigned>{r.err.code, r.err.start, r.err.length})) << r.text;
-    }
+    for (const Row &r : rows) EXPECT_EQ(report(ParseFails(c.ec, r.text, r.name)), report(r.err)) << r.text;
     ExpError err = {};
     uint16_t type;
     ASSERT_NE(ZEMParseString(c.ec, "Price", "P", &err, &type), nullptr);
-    EXPECT_EQ(err.code, (unsigned)ERR_INPUT) << "a success leaves the name check's code";
-    EXPECT_EQ(err.length, 1u);
+    EXPECT_EQ(report(err), (std::vector<unsigned>{ERR_INPUT, 0, 1})) << "a success leaves the name check's code";
     EXPECT_EQ(c.ec->nextFormulaNumber, 1) << "a failed parse uses up no number";
 
     HEXP a = c.parse("Price", "A");
     HEXP user = c.parse("A() * 2", "User");
     notified.clear();
     EXPECT_EQ(ZEMParseFormula(c.ec, a, "3 * User()", "A", &err, &type), nullptr);
-    EXPECT_EQ((std::vector<unsigned>{err.code, err.start, err.length}), (std::vector<unsigned>{ERR_RECURSIVE, 4, 5}));
+    EXPECT_EQ(report(err), (std::vector<unsigned>{ERR_RECURSIVE, 4, 5}));
     EXPECT_EQ(ZEMParseFormula(c.ec, a, "Price + 1", "Twice", &err, &type), nullptr);
-    EXPECT_EQ(err.code, (unsigned)ERR_DUPNAME) << "a new name taken by a function";
-    EXPECT_EQ(err.length, 9u);
+    EXPECT_EQ((std::vector<unsigned>{err.code, err.length}), (std::vector<unsigned>{ERR_DUPNAME, 9}));
     EXPECT_EQ(ZEMParseFormula(c.ec, a, "Title", "A", &err, &type), nullptr);
-    EXPECT_EQ((std::vector<unsigned>{err.code, err.start, err.length}), (std::vector<unsigned>{ERR_EXPDATATYPE, 0, 5}));
-    EXPECT_STREQ(a->text, "Price") << "the old expression stays";
+    EXPECT_EQ(report(err), (std::vector<unsigned>{ERR_EXPDATATYPE, 0, 5}));
     EXPECT_EQ(ZEMParseFormula(c.ec, a, "Price + 2", "A", &err, &type), a) << "replaced in place";
     EXPECT_TRUE(notified.empty());
     EXPECT_STREQ(a->text, "Price + 2");
@@ -233,9 +201,7 @@ TEST(Entry, ReportsOfParseStringAndParseFormula) {
     EXPECT_EQ(renames, (std::vector<std::string>{"A>Renamed"}));
     EXPECT_EQ(notified, (std::vector<int>{3}));
     EXPECT_EQ(ZEMGetExpressionDataType(c.ec, a), 0xFFFF0002u);
-    notified.clear();
     ASSERT_NE(ZEMParseFormula(c.ec, nullptr, "1", "Fresh", &err, &type), nullptr);
-    EXPECT_TRUE(notified.empty());
     EXPECT_EQ(ZEMParseFormula(c.ec, nullptr, "1", "Fresh", &err, &type), nullptr);
     EXPECT_EQ(err.code, (unsigned)ERR_DUPNAME);
 }
@@ -244,24 +210,21 @@ TEST(Entry, ValidName) {
     LeakCheck leaks;
     HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, ECFlagQualifiers);
     AddItem(ec, ZEM_ITEM_KEYWORD, "Foo Bar", 300);
-    const char *valid[] = {"Price", "A.B.C", "\"a b\"", "a1", "\"Foo Bar\""};
-    const char *invalid[] = {"AND", "days", "1", "'s'", "two words", "f(", "Foo Bar", " Price", ""};
-    for (auto *list : {valid, invalid})
-        for (size_t i = 0; i < (list == valid ? 5 : 9); i++) {
-            ExpError err = {};
-            EXPECT_EQ(ZEMValidName(ec, list[i], &err), list == valid) << list[i];
-            EXPECT_EQ((std::vector<unsigned>{err.code, err.length}), (std::vector<unsigned>{ERR_INPUT, (unsigned)strlen(list[i])}));
-        }
+    const struct { const char *name; int valid; } rows[] = {
+        {"A.B.C", 1}, {"\"Foo Bar\"", 1}, {"AND", 0}, {"days", 0}, {"1", 0}, {"f(", 0}, {"Foo Bar", 0}, {"", 0}};
+    for (auto &r : rows) {
+        ExpError err = {};
+        EXPECT_EQ(ZEMValidName(ec, r.name, &err), r.valid) << r.name;
+        EXPECT_EQ((std::vector<unsigned>{err.code, err.length}), (std::vector<unsigned>{ERR_INPUT, (unsigned)strlen(r.name)}));
+    }
     EXPECT_EQ(ZEMValidName(nullptr, "Plain", nullptr), 1) << "the default context";
     ZEMDestroyEC(ec);
 }
 
 // ---- Rename: the new text, a tree that matches a fresh parse of it node
 // by node, the same value before and after, and the text block's size.
-
 namespace {
 
-// The value of an expression as bytes, or "(fail)".
 std::string valueOf(HEC ec, HEXP exp) {
     if (exp->resultType == ZEM_TYPE_STRING) return EvalText(ec, exp);
     Number value = {};
@@ -296,29 +259,21 @@ std::string shape(const ExpNode *node) {
 }
 
 }  // namespace
-
 TEST(Rename, TextTreeAndValueAgreeWithAFreshParse) {
     LeakCheck leaks;
     const char *const kKatakana = "\x83\x7C\x83\x43\x83\x93\x83\x67";
     const struct { int kind; const char *from, *to, *text, *expected; } cases[] = {
-        {1, "Price", "Cost", "Price", "Cost"},
         {1, "Price", "Cost", "PriceList + Price - PriceList", "PriceList + Cost - PriceList"},
-        {1, "Price", "Cost", "Twice(Price) - Twice (  Price )", "Twice(Cost) - Twice (  Cost )"},
         {1, "Price", "Cost", "Pair(Qty,Price)*(Price)/Price", "Pair(Qty,Cost)*(Cost)/Cost"},
-        {1, "Price", "Cost", "  Price\t+\nPrice*\n\tQty  ", "  Cost\t+\nCost*\n\tQty  "},
         {1, "Price", "Cost", "Qty, Price%Qty, Twice(Price)", "Qty, Cost%Qty, Twice(Cost)"},
         {1, "Price", "Cost", "Price AND Price + Qty", "Cost AND Cost + Qty"},
-        {1, "Price", "Cost", "Due - Price MONTHS", "Due - Cost MONTHS"},
         {1, "Title", "Heading", "Title || ' Title ' || Title", "Heading || ' Title ' || Heading"},
         {1, "Price", "LongerName", "Twice(Price) * Price - Qty", "Twice(LongerName) * LongerName - Qty"},
         {1, "Price", "Price", "Price + 1", "Price + 1"},
         {1, "Price", "Cost", "\x83\x7CPrice + Price", "\x83\x7CPrice + Cost"},
-        {1, "Price", "Cost", "\x92\x50\x89\xBF*Price+\x83\x7C\x83\x43\x83\x93\x83\x67",
-         "\x92\x50\x89\xBF*Cost+\x83\x7C\x83\x43\x83\x93\x83\x67"},
-        {1, kKatakana, "\x93\x5F\x90\x94", "(\x83\x7C\x83\x43\x83\x93\x83\x67)-\x92\x50\x89\xBF+\x83\x7C\x83\x43\x83\x93\x83\x67",
-         "(\x93\x5F\x90\x94)-\x92\x50\x89\xBF+\x93\x5F\x90\x94"},
+        {1, kKatakana, "\x93\x5F\x90\x94", "(\x83\x7C\x83\x43\x83\x93\x83\x67)-Qty+\x83\x7C\x83\x43\x83\x93\x83\x67",
+         "(\x93\x5F\x90\x94)-Qty+\x93\x5F\x90\x94"},
         {0, "Twice", "Doubled", "Twice(Price) + Twice(Twice (Qty))", "Doubled(Price) + Doubled(Doubled (Qty))"},
-        {0, "Pair", "Minus", "Twice(Pair(Price, Qty))", "Twice(Minus(Price, Qty))"},
         {1, "Nowhere", "Cost", "Price + Qty", "Price + Qty"},
     };
     for (const auto &c : cases) {
@@ -332,8 +287,7 @@ TEST(Rename, TextTreeAndValueAgreeWithAFreshParse) {
         EXPECT_STREQ(exp->text, c.expected);
         long growth = (long)strlen(c.expected) - (long)strlen(c.text);
         EXPECT_EQ(SvcSize(exp->text), blockBefore + (growth > 0 ? growth : 0)) << "the block grows by the growth alone";
-        HEXP fresh = h.parse(c.expected);
-        EXPECT_EQ(shape(exp->root), shape(fresh->root));
+        EXPECT_EQ(shape(exp->root), shape(h.parse(c.expected)->root));
         if (exp->root->kind != NodeSet && exp->root->kind != NodeRange) {
             EXPECT_NE(before, "(fail)");
             EXPECT_EQ(valueOf(h.ec, exp), before);
@@ -350,8 +304,7 @@ TEST(Rename, TheItemAndEveryExpressionGetTheName) {
     EXPECT_EQ(ZEMRenameExpressionItem(h.ec, ZEM_ITEM_INPUT, "Price", "Cost"), 0);
     EXPECT_STREQ(b->text, "Price() + Cost");
     EXPECT_TRUE(h.has(1, "Cost") && !h.has(1, "Price"));
-    EXPECT_TRUE(ZEMIsItemUsed(h.ec, b, ZEM_ITEM_INPUT, "Cost"));
-    EXPECT_FALSE(ZEMIsItemUsed(h.ec, b, ZEM_ITEM_INPUT, "Price"));
+    EXPECT_TRUE(ZEMIsItemUsed(h.ec, b, ZEM_ITEM_INPUT, "Cost") && !ZEMIsItemUsed(h.ec, b, ZEM_ITEM_INPUT, "Price"));
     // Kind 3 renames an input item too; the function store is not searched.
     EXPECT_EQ(ZEMRenameExpressionItem(h.ec, ZEM_ITEM_KEYWORD, "Qty", "Count"), 0);
     EXPECT_STREQ(a->text, "Count * 2");
@@ -362,9 +315,8 @@ TEST(Rename, TheItemAndEveryExpressionGetTheName) {
     EXPECT_STREQ(b->text, "Price() + Cost") << "neither is the other kind's item, an empty name changes nothing";
     EXPECT_TRUE(h.has(0, "Twice"));
     // A long name is cut to the field at a whole character, in the item and the texts alike.
-    std::string longName = std::string(40, 'a') + std::string(63, 'n') + "\x83\x41zz";
-    ZEMRenameExpressionItem(h.ec, ZEM_ITEM_INPUT, "Cost", longName.c_str() + 40);
-    std::string cut(63, 'n');
+    std::string longName = std::string(63, 'n') + "\x83\x41zz", cut(63, 'n');
+    ZEMRenameExpressionItem(h.ec, ZEM_ITEM_INPUT, "Cost", longName.c_str());
     EXPECT_TRUE(h.has(1, cut.c_str()));
     EXPECT_EQ(std::string(b->text), "Price() + " + cut);
 }
@@ -403,17 +355,14 @@ TEST(Rename, OutOfMemoryLeavesOneExpressionWholeAndDoesTheOthers) {
 // The old-block reader's word rewrite.
 TEST(RewriteKeywordNames, PrefixesClashingWordsInBothCodePages) {
     const struct { unsigned codePage; const char *text, *expected; int prefixed; } cases[] = {
-        {932, "Monthly + Day", "Monthly + _Day", 1},
         {932, "(days)*2,YEARS-hour/Minute%second|x", "(_days)*2,_YEARS-_hour/_Minute%_second|x", 5},
         {932, "\"Day\" + Hour", "\"Day\" + _Hour", 1},
         {932, "\"a Day\"+Daily", "\"a Day\"+Daily", 0},
         {932, "  Year\t\r\nYear  ", "  _Year\t\r\n_Year  ", 2},
         {932, "'a Day b'", "'a _Day b'", 1},
         {932, "Dayss + S + Days.x", "Dayss + S + Days.x", 0},
-        {932, "", "", 0},
         {932, "\x83|Months", "\x83|Months", 0},    // 0x7C is the trail of a character
         {1252, "\x83|Months", "\x83|_Months", 1},  // here it is a delimiter
-        {932, "\x8A\x7C(Second)", "\x8A\x7C(_Second)", 1},
         {1252, "Hours\xE9 + Hours", "Hours\xE9 + _Hours", 1},
     };
     for (const auto &c : cases) {
@@ -428,7 +377,6 @@ TEST(RewriteKeywordNames, PrefixesClashingWordsInBothCodePages) {
 }
 
 // ---- Guarded delete: users are offered before what they use.
-
 namespace {
 
 std::vector<std::string> gOffered;
@@ -451,7 +399,6 @@ std::string offered() {
     for (const std::string &n : gOffered) out += (out.empty() ? "" : " ") + n;
     return out;
 }
-
 }  // namespace
 
 TEST(Delete, OffersUsersBeforeWhatTheyUse) {
@@ -466,12 +413,9 @@ TEST(Delete, OffersUsersBeforeWhatTheyUse) {
     } cases[] = {
         {{{"A", "Qty + 1"}}, 1, "Price", "", "", 1, "A", false},
         {{{"A", "Price * 2"}, {"C", "Price"}, {"B", "A() + 1"}, {"D", "Qty"}}, 1, "Price", "", "C B A", 3, "D", false},
-        {{{"A", "Price"}, {"B", "A() * 2"}, {"C", "B() + 1"}}, 1, "Price", "", "C B A", 3, "", false},
         {{{"A", "Price"}, {"B", "A() * 2"}, {"C", "A() + 1"}}, 1, "Price", "", "B C A", 3, "", false},
         {{{"A", "Price * 2"}, {"B", "A() + 1"}}, 1, "Price", "B", "B", 0, "A B", true},
         {{{"A", "Price * 2"}, {"B", "A() + 1"}}, 1, "Price", "A", "B A", 0, "A", true},
-        {{{"X", "Price"}, {"Y", "Price + 1"}}, 1, "Price", "X", "X", 0, "X Y", true},
-        {{{"A", "Price"}}, 1, "Nothing", "", "", 1, "A", false},
         {{{"A", "Twice(Qty)"}, {"B", "Qty"}}, 0, "Twice", "", "A", 1, "B", false},
         {{{"A", "Twice(Qty)"}}, 3, "Twice", "", "", 1, "A", false},  // kind 3 finds no use, deletes a function
     };
@@ -509,8 +453,7 @@ TEST(Delete, ADeferredListThatCannotBeMadeShortensTheRetry) {
         Host h(false);
         HEXP a = h.parse("Price", "A"), b = h.parse("A() * 2", "B"), c = h.parse("B() + 1", "C");
         if (!a || !b || !c || !h.has(1, "Price")) return;
-        gOffered.clear();
-        gRefuse.clear();
+        gOffered.clear(), gRefuse.clear();
         int answer = ZEMDeleteExpItem(h.ec, 1, "Price", removeOffered);
         EXPECT_EQ(answer, (int)gOffered.size()) << "the last call's answer";
         EXPECT_FALSE(h.has(1, "Price"));
