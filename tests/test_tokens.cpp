@@ -61,9 +61,9 @@ struct Context {
 // C constant, S string, D date, B bad, U unit, Q quantifier, | concatenation,
 // & AND (a bare & leaves the span alone), or the operator's own character.
 // A value is the span's text, a string's unquoted, a function's without "(".
-std::string want(const std::string &text, const char *spec) {
+std::string want(const std::string &text, const char *tokens) {
     std::string out;
-    for (const char *p = spec; *p;) {
+    for (const char *p = tokens; *p;) {
         char kind = *p++;
         int start = -1, length = 0, code = 0, used = 0;
         sscanf(p, "%d,%d%n=%d%n", &start, &length, &used, &code, &used);
