@@ -18,30 +18,23 @@
 // one below 1E-300 becomes zero.
 #include <string.h>
 
-#include "services/values.h"
+#include "services/number_bytes.h"
 
 namespace {
 
 enum {
-    SIGN_BYTE = 1,
-    COUNT_BYTE = 2,
-    EXPONENT_BYTE = 3,
-    DIGIT_BYTE = 5,
-    TOP_MAX = 300,
-    TOP_MIN = -300,
+    SIGN_BYTE = NUM_SIGN_BYTE,
+    COUNT_BYTE = NUM_COUNT_BYTE,
+    EXPONENT_BYTE = NUM_EXPONENT_BYTE,
+    DIGIT_BYTE = NUM_DIGIT_BYTE,
+    TOP_MAX = NUM_TOP_MAX,
+    TOP_MIN = NUM_TOP_MIN,
     // Rounding or cutting beyond this many places either way keeps every
     // digit or none, so larger counts are held to it.
     PLACES_LIMIT = 1000,
 };
 
 const uint32_t POW10[NUM_LIMB_DIGITS] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
-
-void setNull(Number *value) { memset(value, 0, sizeof *value); }
-
-void setZero(Number *value) {
-    memset(value, 0, sizeof *value);
-    value->bytes[0] = DIGIT_BYTE - 1;
-}
 
 // A whole number of exactly NUM_PRECISION digits fills WINDOW limbs, each
 // four digit bytes.
@@ -80,48 +73,12 @@ int toWindow(NumWide *w, int *drop) {
     return shift + 1;
 }
 
-// Words read from or written to digit bytes, the first byte the highest.
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-uint64_t bigEndian64(uint64_t x) { return x; }
-uint32_t bigEndian32(uint32_t x) { return x; }
-#else
-uint64_t bigEndian64(uint64_t x) { return __builtin_bswap64(x); }
-uint32_t bigEndian32(uint32_t x) { return __builtin_bswap32(x); }
-#endif
-
-// A limb as its eight digits in BCD, the first two in the highest byte.
-// The divisions work on several parts of one word at once: each part is
-// far enough from the next that no product spills into it.
-uint32_t limbToBcd(uint32_t v) {
-    uint32_t high = v / 10000;
-    uint64_t x = (uint64_t)high << 32 | (v - high * 10000);  // two parts of 0 to 9999
-    uint64_t hundreds = (x * 5243 >> 19) & 0x0000007F0000007Full;
-    x = x - hundreds * 100;
-    // Four parts of 0 to 99, 16 bits apart, the highest digits lowest.
-    x = (hundreds >> 32) | (x >> 32) << 16 | (hundreds & 0xFF) << 32 | (x & 0xFF) << 48;
-    uint64_t tens = (x * 103 >> 10) & 0x000F000F000F000Full;
-    x = tens << 4 | (x - tens * 10);
-    x = (x | x >> 8) & 0x0000FFFF0000FFFFull;
-    x = (x | x >> 16) & 0xFFFFFFFFull;
-    return __builtin_bswap32((uint32_t)x);
-}
-
-// Fills the bytes ahead of the digits.
-void writeHead(Number *value, int negative, int count, int last) {
-    unsigned char *b = value->bytes;
-    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
-    b[SIGN_BYTE] = negative ? 1 : 0;
-    b[COUNT_BYTE] = (unsigned char)count;
-    b[EXPONENT_BYTE] = (unsigned char)(last & 0xFF);
-    b[EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
-}
-
 // Writes the window's digits; gives how many there are without the
 // trailing zeros.
 int packDigits(unsigned char *b, const uint32_t *window) {
     unsigned char *out = b + DIGIT_BYTE;
     for (int i = WINDOW - 1; i >= 0; i--, out += 4) {
-        uint32_t bcd = window[i] ? bigEndian32(limbToBcd(window[i])) : 0;
+        uint32_t bcd = window[i] ? NumBigEndian32(NumBcdOf8(window[i])) : 0;
         memcpy(out, &bcd, 4);
     }
     int last = NUM_PRECISION / 2 - 1;
@@ -152,26 +109,22 @@ void windowPair(const unsigned char *b, int count, int k, uint32_t *high, uint32
     uint64_t x;
     if (k < 2) {
         memcpy(&x, p, 8);
-        x = bigEndian64(x);
+        x = NumBigEndian64(x);
     } else {
         uint32_t last;
         memcpy(&last, p, 4);
-        x = (uint64_t)bigEndian32(last) << 32;
+        x = (uint64_t)NumBigEndian32(last) << 32;
     }
     int keep = count - 16 * k;
     if (keep < 16) x &= ~0ull << 4 * (16 - keep);
-    // Bit 3 with bit 2 or bit 1: a nibble above 9.
-    if (x & (x << 1 | x << 2) & 0x8888888888888888ull) {
+    if (NumNibbleAbove9(x)) {
         uint32_t v[2] = {0, 0};
         for (int i = 0; i < 8; i++) v[i / 4] = v[i / 4] * 100 + windowByte(b, count, 8 * k + i);
         *high = v[0];
         *low = v[1];
         return;
     }
-    // Nibbles to bytes of 0 to 99, to quarters of 0 to 9999, to the limbs.
-    x = (x >> 4 & 0x0F0F0F0F0F0F0F0Full) * 10 + (x & 0x0F0F0F0F0F0F0F0Full);
-    x = (x >> 8 & 0x00FF00FF00FF00FFull) * 100 + (x & 0x00FF00FF00FF00FFull);
-    x = (x >> 16 & 0x0000FFFF0000FFFFull) * 10000 + (x & 0x0000FFFF0000FFFFull);
+    x = NumBcdToLimbs(x);
     *high = (uint32_t)(x >> 32);
     *low = (uint32_t)x;
 }
@@ -200,7 +153,7 @@ int topOf(const NumDigits *n) { return n->exponent + n->count - 1; }
 void keepPlaces(Number *result, const Number *value, int places, bool roundHalf) {
     NumDigits n;
     if (!NumDecode(value, &n)) {
-        setNull(result);
+        NumSetNull(result);
         return;
     }
     if (places > PLACES_LIMIT) places = PLACES_LIMIT;
@@ -298,22 +251,22 @@ int NumUnpack(const Number *value, NumParts *out) {
 void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
     NumTrim(w);
     if (w->n == 0) {
-        setZero(value);
+        NumSetZero(value);
         return;
     }
     int drop;
     exponent += toWindow(w, &drop);
     long long top = exponent + NUM_PRECISION - 1;
     if (top > TOP_MAX) {
-        setNull(value);
+        NumSetNull(value);
         return;
     }
     if (top < TOP_MIN) {
-        setZero(value);
+        NumSetZero(value);
         return;
     }
     int count = packDigits(value->bytes, w->limb + drop);
-    writeHead(value, negative, count, (int)top - (count - 1));
+    NumWriteHead(value, negative, count, (int)top - (count - 1));
 }
 
 void NumEncodeDigits(Number *value, int negative, const char *digits, int count, int exponent) {
@@ -329,14 +282,14 @@ void NumEncodeDigits(Number *value, int negative, const char *digits, int count,
         }
         long long top = (long long)exponent + count - 1;
         if (count == 0 || top < TOP_MIN) {
-            setZero(value);
+            NumSetZero(value);
         } else if (top > TOP_MAX) {
-            setNull(value);
+            NumSetNull(value);
         } else {
             memset(value->bytes + DIGIT_BYTE, 0, NUM_PRECISION / 2);
             for (int i = 0; i < count; i++)
                 value->bytes[DIGIT_BYTE + i / 2] |= (unsigned char)((digits[i] - '0') << (i % 2 ? 0 : 4));
-            writeHead(value, negative, count, exponent);
+            NumWriteHead(value, negative, count, exponent);
         }
         return;
     }
@@ -399,7 +352,7 @@ ZEMAPI int ZEMCALL SvcNumIsZero(const Number *value) {
 
 // A value that is not null is left as it is.
 ZEMAPI void ZEMCALL SvcNumNullToZero(Number *value) {
-    if (value->bytes[0] == 0) setZero(value);
+    if (value->bytes[0] == 0) NumSetZero(value);
 }
 
 // width is the room the text form may take; every value fits the 300 that

@@ -4,14 +4,11 @@
 // digits is its own rounding, so the bytes are those of the general path;
 // whatever does not fit (a null operand, a long or inexact result, a value
 // with a nibble above 9) is left to it.
-#include <string.h>
-
-#include "services/values.h"
+#include "services/number_bytes.h"
 
 namespace {
 
-enum { SIGN_BYTE = 1, COUNT_BYTE = 2, EXPONENT_BYTE = 3, DIGIT_BYTE = 5, SHORT_DIGITS = 16 };
-enum { TOP_MAX = 300, TOP_MIN = -300 };
+enum { SHORT_DIGITS = 16 };
 
 const uint64_t POW10[20] = {1ull,
                             10ull,
@@ -69,42 +66,10 @@ uint64_t dropZeros(uint64_t x, long long *exponent) {
     return dropStep<1>(x, exponent);
 }
 
-uint64_t bigEndian64(uint64_t x) {
-#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    return x;
-#else
-    return __builtin_bswap64(x);
-#endif
-}
-
-// Sixteen BCD nibbles, the highest digit in the top one, as their value.
-uint64_t bcdValue(uint64_t x) {
-    x = (x >> 4 & 0x0F0F0F0F0F0F0F0Full) * 10 + (x & 0x0F0F0F0F0F0F0F0Full);
-    x = (x >> 8 & 0x00FF00FF00FF00FFull) * 100 + (x & 0x00FF00FF00FF00FFull);
-    x = (x >> 16 & 0x0000FFFF0000FFFFull) * 10000 + (x & 0x0000FFFF0000FFFFull);
-    return (x >> 32) * 100000000ull + (uint32_t)x;
-}
-
-// Eight digits (v below 10^8) as BCD, the lowest digit in the lowest
-// nibble. The divisions work on all parts of the word at once: each part
-// is far enough from the next that no product spills into it.
-uint32_t bcdOf8(uint32_t v) {
-    uint32_t high = v / 10000;
-    uint64_t x = (uint64_t)high << 32 | (v - high * 10000);  // two parts of 0 to 9999
-    uint64_t hundreds = (x * 5243 >> 19) & 0x0000007F0000007Full;
-    uint64_t ones = x - hundreds * 100;
-    // Four parts of 0 to 99 in 16-bit lanes, the lowest digits lowest.
-    x = (ones & 0xFF) | (hundreds & 0xFF) << 16 | (ones >> 32) << 32 | (hundreds >> 32) << 48;
-    uint64_t tens = (x * 103 >> 10) & 0x000F000F000F000Full;
-    x = tens << 4 | (x - tens * 10);
-    x = (x | x >> 8) & 0x0000FFFF0000FFFFull;
-    return (uint32_t)(x | x >> 16);
-}
-
 // False for the null value, more than 16 digits or a nibble above 9.
 bool readShort(const Number *value, Short *s) {
     const unsigned char *b = value->bytes;
-    int count = b[COUNT_BYTE];
+    int count = b[NUM_COUNT_BYTE];
     if (b[0] == 0 || count > SHORT_DIGITS) return false;
     s->coefficient = 0;
     s->digits = 0;
@@ -112,52 +77,45 @@ bool readShort(const Number *value, Short *s) {
     s->exponent = 0;
     if (count == 0) return true;
     uint64_t x;
-    memcpy(&x, b + DIGIT_BYTE, 8);
-    x = bigEndian64(x) >> 4 * (SHORT_DIGITS - count);
-    // Bit 3 with bit 2 or bit 1: a nibble above 9.
-    if (x & (x << 1 | x << 2) & 0x8888888888888888ull) return false;
-    s->coefficient = bcdValue(x);
+    memcpy(&x, b + NUM_DIGIT_BYTE, 8);
+    x = NumBigEndian64(x) >> 4 * (SHORT_DIGITS - count);
+    if (NumNibbleAbove9(x)) return false;
+    uint64_t limbs = NumBcdToLimbs(x);
+    s->coefficient = (limbs >> 32) * 100000000ull + (uint32_t)limbs;
     if (s->coefficient == 0) return true;  // digits all zero: zero
     s->digits = digitsOf(s->coefficient);
-    s->negative = b[SIGN_BYTE] != 0;
-    s->exponent = (int16_t)(b[EXPONENT_BYTE] | b[EXPONENT_BYTE + 1] << 8);
+    s->negative = b[NUM_SIGN_BYTE] != 0;
+    s->exponent = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8);
     return true;
-}
-
-void setZero(Number *value) {
-    memset(value, 0, sizeof *value);
-    value->bytes[0] = DIGIT_BYTE - 1;
 }
 
 // Writes negative * coefficient * 10^exponent; false, writing nothing,
 // when more than 16 digits are left after the trailing zeros.
 bool writeShort(Number *value, bool negative, uint64_t coefficient, long long exponent) {
     if (coefficient == 0) {
-        setZero(value);
+        NumSetZero(value);
         return true;
     }
     if (coefficient % 10 == 0) coefficient = dropZeros(coefficient, &exponent);
     int count = digitsOf(coefficient);
     if (count > SHORT_DIGITS) return false;
     long long top = exponent + count - 1;
-    memset(value, 0, sizeof *value);
-    if (top > TOP_MAX) return true;  // the null value
-    if (top < TOP_MIN) {
-        setZero(value);
+    if (top > NUM_TOP_MAX) {
+        NumSetNull(value);
         return true;
     }
-    uint64_t bcd = count <= 8 ? bcdOf8((uint32_t)coefficient)
-                              : (uint64_t)bcdOf8((uint32_t)(coefficient / 100000000u)) << 32 |
-                                    bcdOf8((uint32_t)(coefficient % 100000000u));
+    if (top < NUM_TOP_MIN) {
+        NumSetZero(value);
+        return true;
+    }
+    memset(value, 0, sizeof *value);
+    uint64_t bcd = count <= 8 ? NumBcdOf8((uint32_t)coefficient)
+                              : (uint64_t)NumBcdOf8((uint32_t)(coefficient / 100000000u)) << 32 |
+                                    NumBcdOf8((uint32_t)(coefficient % 100000000u));
     bcd <<= 4 * (SHORT_DIGITS - count);
-    bcd = bigEndian64(bcd);
-    unsigned char *b = value->bytes;
-    memcpy(b + DIGIT_BYTE, &bcd, 8);
-    b[0] = (unsigned char)(DIGIT_BYTE - 1 + (count + 1) / 2);
-    b[SIGN_BYTE] = negative ? 1 : 0;
-    b[COUNT_BYTE] = (unsigned char)count;
-    b[EXPONENT_BYTE] = (unsigned char)(exponent & 0xFF);
-    b[EXPONENT_BYTE + 1] = (unsigned char)((exponent >> 8) & 0xFF);
+    bcd = NumBigEndian64(bcd);
+    memcpy(value->bytes + NUM_DIGIT_BYTE, &bcd, 8);
+    NumWriteHead(value, negative, count, (int)exponent);
     return true;
 }
 

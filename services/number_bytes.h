@@ -1,0 +1,75 @@
+// The packed form of a Number, shared by the general arithmetic and the
+// short path: where the fields sit, the range of the leading digit, and
+// the word-wide conversions between digit bytes and binary.
+#ifndef ZEM_NUMBER_BYTES_H
+#define ZEM_NUMBER_BYTES_H
+
+#include <string.h>
+
+#include "services/values.h"
+
+enum {
+    NUM_SIGN_BYTE = 1,
+    NUM_COUNT_BYTE = 2,
+    NUM_EXPONENT_BYTE = 3,
+    NUM_DIGIT_BYTE = 5,
+    NUM_TOP_MAX = 300,
+    NUM_TOP_MIN = -300,
+};
+
+inline void NumSetNull(Number *value) { memset(value, 0, sizeof *value); }
+
+inline void NumSetZero(Number *value) {
+    memset(value, 0, sizeof *value);
+    value->bytes[0] = NUM_DIGIT_BYTE - 1;
+}
+
+// Fills the bytes ahead of the digits; last is the power of ten of the
+// last digit.
+inline void NumWriteHead(Number *value, int negative, int count, int last) {
+    unsigned char *b = value->bytes;
+    b[0] = (unsigned char)(NUM_DIGIT_BYTE - 1 + (count + 1) / 2);
+    b[NUM_SIGN_BYTE] = negative ? 1 : 0;
+    b[NUM_COUNT_BYTE] = (unsigned char)count;
+    b[NUM_EXPONENT_BYTE] = (unsigned char)(last & 0xFF);
+    b[NUM_EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
+}
+
+// Words read from or written to digit bytes, the first byte the highest.
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+inline uint64_t NumBigEndian64(uint64_t x) { return x; }
+inline uint32_t NumBigEndian32(uint32_t x) { return x; }
+#else
+inline uint64_t NumBigEndian64(uint64_t x) { return __builtin_bswap64(x); }
+inline uint32_t NumBigEndian32(uint32_t x) { return __builtin_bswap32(x); }
+#endif
+
+// Eight digits (v below 10^8) as BCD, the lowest digit in the lowest
+// nibble. The divisions work on several parts of one word at once: each
+// part is far enough from the next that no product spills into it.
+inline uint32_t NumBcdOf8(uint32_t v) {
+    uint32_t high = v / 10000;
+    uint64_t x = (uint64_t)high << 32 | (v - high * 10000);  // two parts of 0 to 9999
+    uint64_t hundreds = (x * 5243 >> 19) & 0x0000007F0000007Full;
+    uint64_t ones = x - hundreds * 100;
+    // Four parts of 0 to 99 in 16-bit lanes, the lowest digits lowest.
+    x = (ones & 0xFF) | (hundreds & 0xFF) << 16 | (ones >> 32) << 32 | (hundreds >> 32) << 48;
+    uint64_t tens = (x * 103 >> 10) & 0x000F000F000F000Full;
+    x = tens << 4 | (x - tens * 10);
+    x = (x | x >> 8) & 0x0000FFFF0000FFFFull;
+    return (uint32_t)(x | x >> 16);
+}
+
+// Sixteen BCD nibbles (none above 9) as two limbs of eight digits, the
+// higher in the top half: nibbles to bytes of 0 to 99, to quarters of 0
+// to 9999, to the limbs.
+inline uint64_t NumBcdToLimbs(uint64_t x) {
+    x = (x >> 4 & 0x0F0F0F0F0F0F0F0Full) * 10 + (x & 0x0F0F0F0F0F0F0F0Full);
+    x = (x >> 8 & 0x00FF00FF00FF00FFull) * 100 + (x & 0x00FF00FF00FF00FFull);
+    return (x >> 16 & 0x0000FFFF0000FFFFull) * 10000 + (x & 0x0000FFFF0000FFFFull);
+}
+
+// Bit 3 with bit 2 or bit 1 of a nibble: a nibble above 9 somewhere in x.
+inline bool NumNibbleAbove9(uint64_t x) { return (x & (x << 1 | x << 2) & 0x8888888888888888ull) != 0; }
+
+#endif
