@@ -78,6 +78,7 @@ static void attachProcess(HINSTANCE module) {
 }
 
 void ZemLibraryLoad(HINSTANCE module) {
+    SvcMemoryStart();
     gSlot = _TLS_AllocIndex();
     initLock(&gDateLock);
     initLock(&gParserLock);
@@ -88,6 +89,7 @@ void ZemLibraryUnload(void) {
     DeleteCriticalSection(&gParserLock.section);
     DeleteCriticalSection(&gDateLock.section);
     _TLS_FreeIndex(gSlot);
+    SvcMemoryStop();
 }
 
 #ifndef _WIN32

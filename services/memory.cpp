@@ -1,5 +1,7 @@
 // Memory blocks: zeroed on allocation, each with its usable size in a small
-// header in front of it.
+// header in front of it. Small blocks come in two rooms and freed ones wait
+// in a per-thread cache for the next request of their room: evaluation asks
+// for one such block per input value.
 #include <atomic>
 #include <stdlib.h>
 #include <string.h>
@@ -9,9 +11,28 @@
 namespace {
 
 struct alignas(16) BlockHeader {
-    size_t size;
+    size_t size;  // what the caller asked for
+    size_t room;  // what there is behind the header
 };
 
+enum { ROOMS = 2, CACHE_DEPTH = 64 };
+const size_t ROOM_SIZE[ROOMS] = {32, 64};
+
+// Under the address checker every block is the C library's, of its exact
+// size, so that a write past the end or a use after free is still seen.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kRooms = false;
+#else
+constexpr bool kRooms = true;
+#endif
+
+// Freed blocks of each room, chained through their first bytes.
+struct BlockCache {
+    void *head[ROOMS];
+    int count[ROOMS];
+};
+
+uint32_t cacheSlot = (uint32_t)-1;
 std::atomic<long> liveBlocks{0};
 std::atomic<long> failCountdown{0};
 
@@ -26,14 +47,79 @@ BlockHeader *headerOf(const void *block) {
     return (BlockHeader *)((char *)block - sizeof(BlockHeader));
 }
 
+int roomOf(size_t size) {
+    if (!kRooms) return -1;
+    for (int r = 0; r < ROOMS; r++)
+        if (size <= ROOM_SIZE[r]) return r;
+    return -1;
+}
+
+void freeCache(void *p) {
+    BlockCache *cache = (BlockCache *)p;
+    for (int r = 0; r < ROOMS; r++)
+        while (void *block = cache->head[r]) {
+            cache->head[r] = *(void **)block;
+            free(headerOf(block));
+        }
+    free(cache);
+}
+
+// The calling thread's cache, made on first use; 0 when there is none and
+// none can be made. Only allocation makes one, so that a free at thread
+// exit, after the cache went, cannot bring it back.
+BlockCache *threadCache(bool make) {
+    BlockCache *cache = (BlockCache *)SvcTlsGet(cacheSlot);
+    if (cache || !make || cacheSlot == (uint32_t)-1) return cache;
+    if (!(cache = (BlockCache *)calloc(1, sizeof *cache))) return 0;
+    SvcTlsSet(cacheSlot, cache, freeCache);
+    if (SvcTlsGet(cacheSlot) != cache) {
+        free(cache);
+        return 0;
+    }
+    return cache;
+}
+
+BlockHeader *takeCached(int room) {
+    BlockCache *cache = threadCache(true);
+    void *block = cache ? cache->head[room] : 0;
+    if (!block) return 0;
+    cache->head[room] = *(void **)block;
+    cache->count[room]--;
+    return headerOf(block);
+}
+
+bool putCached(BlockHeader *h) {
+    int room = roomOf(h->room);
+    if (room < 0 || ROOM_SIZE[room] != h->room) return false;
+    BlockCache *cache = threadCache(false);
+    if (!cache || cache->count[room] >= CACHE_DEPTH) return false;
+    *(void **)(h + 1) = cache->head[room];
+    cache->head[room] = h + 1;
+    cache->count[room]++;
+    return true;
+}
+
 }  // namespace
+
+void SvcMemoryStart(void) { cacheSlot = _TLS_AllocIndex(); }
+
+void SvcMemoryStop(void) {
+    uint32_t slot = cacheSlot;
+    cacheSlot = (uint32_t)-1;
+    _TLS_FreeIndex(slot);
+}
 
 void *SvcAlloc(size_t size) {
     if (failThisOne() || size > (size_t)-1 - sizeof(BlockHeader)) return 0;
-    // malloc and our own clear: calloc passes by the C library's per-thread
-    // cache of small blocks, and the evaluator asks for many.
-    BlockHeader *h = (BlockHeader *)malloc(sizeof(BlockHeader) + size);
-    if (!h) return 0;
+    int room = roomOf(size);
+    BlockHeader *h = room >= 0 ? takeCached(room) : 0;
+    if (!h) {
+        size_t want = room >= 0 ? ROOM_SIZE[room] : size;
+        // malloc and our own clear: calloc passes by the C library's
+        // per-thread cache of small blocks.
+        if (!(h = (BlockHeader *)malloc(sizeof(BlockHeader) + want))) return 0;
+        h->room = want;
+    }
     memset(h + 1, 0, size);
     h->size = size;
     liveBlocks++;
@@ -43,10 +129,13 @@ void *SvcAlloc(size_t size) {
 void *SvcRealloc(void *block, size_t size) {
     if (!block) return SvcAlloc(size);
     if (failThisOne() || size > (size_t)-1 - sizeof(BlockHeader)) return 0;
-    BlockHeader *old = headerOf(block);
-    size_t oldSize = old->size;
-    BlockHeader *h = (BlockHeader *)realloc(old, sizeof(BlockHeader) + size);
-    if (!h) return 0;
+    BlockHeader *h = headerOf(block);
+    size_t oldSize = h->size;
+    // A small block keeps its room as long as the size fits it.
+    if (size > h->room || roomOf(h->room) < 0) {
+        if (!(h = (BlockHeader *)realloc(h, sizeof(BlockHeader) + size))) return 0;
+        h->room = size;
+    }
     if (size > oldSize) memset((char *)(h + 1) + oldSize, 0, size - oldSize);
     h->size = size;
     return h + 1;
@@ -55,7 +144,8 @@ void *SvcRealloc(void *block, size_t size) {
 void SvcFree(void *block) {
     if (!block) return;
     liveBlocks--;
-    free(headerOf(block));
+    BlockHeader *h = headerOf(block);
+    if (!putCached(h)) free(h);
 }
 
 size_t SvcSize(const void *block) { return block ? headerOf(block)->size : 0; }

@@ -21,6 +21,12 @@ void SvcFailAllocAfter(long n);
 int SvcFailAllocPending(void);  // armed and not yet fired
 long SvcLiveBlocks(void);
 
+// The per-thread cache of small freed blocks: started when the library is
+// loaded, stopped when it is unloaded; without it every block is the C
+// library's.
+void SvcMemoryStart(void);
+void SvcMemoryStop(void);
+
 // ---- HandleArray: a growable array of fixed-size elements behind a handle.
 // An element pointer holds only between SvcArrayLock and SvcArrayUnlock.
 typedef uintptr_t HARRAY;
