@@ -101,3 +101,21 @@ std::string DateText(const void *date) {
     snprintf(text, sizeof text, "%d-%d-%d %d:%d:%d", f.year, f.month, f.day, f.hour, f.minute, f.second);
     return text;
 }
+
+#include <fstream>
+#include <sstream>
+
+int EachReferenceLine(const char *path, char sep,
+                      const std::function<std::string(const CaseFields &)> &check) {
+    std::ifstream in(path);
+    EXPECT_TRUE(in.good()) << path;
+    int count = 0, bad = 0;
+    for (std::string line; bad < 10 && std::getline(in, line); count++) {
+        CaseFields fields;
+        std::istringstream split(line);
+        for (std::string field; std::getline(split, field, sep);) fields.push_back(field);
+        std::string wrong = check(fields);
+        if (!wrong.empty()) ADD_FAILURE() << line << ": " << wrong, bad++;
+    }
+    return count;
+}

@@ -91,4 +91,11 @@ int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const c
 std::string NumberText(const void *number);
 std::string DateText(const void *date);
 
+// Calls check with the fields of each line of a reference file, split at sep; check gives what is
+// wrong with the line, or "". Stops after 10 wrong lines. Gives the number of lines read.
+#include <functional>
+using CaseFields = std::vector<std::string>;
+int EachReferenceLine(const char *path, char sep,
+                      const std::function<std::string(const CaseFields &)> &check);
+
 #endif
