@@ -9,10 +9,7 @@
 #include <vector>
 
 #include "context/ec.h"
-#include "context/expressions.h"
-#include "context/items.h"
 #include "context/startup.h"
-#include "eval/convert.h"
 #include "eval/eval.h"
 #include "eval/functions/builtins.h"
 #include "language/parsestate.h"
@@ -23,7 +20,9 @@
 
 namespace {
 
+// A context whose blocks must all be gone once it is.
 struct Host {
+    LeakCheck leaks;
     HEC ec;
     explicit Host(uint16_t flags = 0) : ec(ZEMCreateEC(nullptr, nullptr, nullptr, flags)) {
         gInputValues.clear();
@@ -72,13 +71,11 @@ struct UseCodePage {
     ~UseCodePage() { ZEMSetSystemCodePage(932); }
 };
 
-// A formula and its value as text; the inputs nothing and never are a null
-// Number and a null DateTime.
+// A formula and its value as text; nothing and never are a null Number and DateTime.
 struct Row { std::string formula, want; };
 
 void runRows(const std::vector<Row> &rows, unsigned cp) {
     UseCodePage use(cp);
-    LeakCheck leaks;
     Host h;
     ASSERT_EQ(1, FUNDefineFunctions(h.ec));
     h.input("nothing", ZEM_TYPE_NUMBER, "null");
@@ -125,7 +122,6 @@ int call(ZEMFunctionCallback fn, int32_t size, void **entries, void **block) {
 }  // namespace
 
 TEST(EvalExit, StringIntoAFixedBuffer) {
-    LeakCheck leaks;
     Host h;
     HEXP exp = h.parse("'hello'");
     struct { int32_t size; int result; const char *expect; size_t written; } cases[] = {
@@ -142,7 +138,6 @@ TEST(EvalExit, StringIntoAFixedBuffer) {
 }
 
 TEST(EvalExit, ValuesAndWhatGivesZero) {
-    LeakCheck leaks;
     Host h(ECFlagRangesAndSets);
     h.input("K", ZEM_TYPE_KEYWORD, "word");
     Number out;
@@ -165,7 +160,6 @@ TEST(EvalExit, ValuesAndWhatGivesZero) {
 }
 
 TEST(EvalExit, GrowingExitSizesTheHostsBlock) {
-    LeakCheck leaks;
     Host h;
     h.input("S", ZEM_TYPE_STRING, std::string(70000, 'x'));
     uint32_t length = 0;
@@ -194,7 +188,6 @@ int ZEMCALL moveThenFail(HEC, HEXP, int32_t, void **value, const char *, void **
 }
 
 TEST(EvalCallbacks, InputsFailuresAndMovedBlocks) {
-    LeakCheck leaks;
     Host h;
     h.input("Price", ZEM_TYPE_NUMBER, "12.50");
     h.input("Who", ZEM_TYPE_STRING, "Ann");
@@ -229,7 +222,6 @@ int ZEMCALL fortyTwo(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32
 }
 
 TEST(EvalOperators, NullsCallbacksAndCombinationsWithoutARule) {
-    LeakCheck leaks;
     Host h(ECFlagModulo | ECFlagDateMinusString);
     h.input("N", ZEM_TYPE_NUMBER, "null");
     h.input("X", ZEM_TYPE_NUMBER, "8");
@@ -237,10 +229,9 @@ TEST(EvalOperators, NullsCallbacksAndCombinationsWithoutARule) {
     h.input("Z", ZEM_TYPE_DATETIME, "null");
     h.input("S", ZEM_TYPE_STRING, "x");
     struct { const char *text, *expect; } cases[] = {
-        {"5 / 0", "0"}, {"N + 1", "1"}, {"1 - N", "1"}, {"N * 3", "0"}, {"X / N", "0"},
-        {"N / X", "0"}, {"N", "null"}, {"D + N", "2001-1-31 0:0:0"},
-        {"D + N MONTH", "2001-1-31 0:0:0"}, {"Z + 1", "null"}, {"Z + 1 MONTH", "null"},
-        {"D + (1 + 1) MONTH", "2001-3-31 0:0:0"}, {"D - D", "0"}, {"D - Z", "null"},
+        {"N + 1", "1"}, {"1 - N", "1"}, {"N * 3", "0"}, {"X / N", "0"}, {"N / X", "0"}, {"N", "null"},
+        {"D + N", "2001-1-31 0:0:0"}, {"D + N MONTH", "2001-1-31 0:0:0"}, {"Z + 1", "null"},
+        {"Z + 1 MONTH", "null"}, {"D + (1 + 1) MONTH", "2001-3-31 0:0:0"}, {"D - Z", "null"},
         {"Z - D", "null"},
     };
     for (auto &c : cases) EXPECT_EQ(c.expect, evaluate(h.ec, h.parse(c.text))) << c.text;
@@ -253,10 +244,8 @@ TEST(EvalOperators, NullsCallbacksAndCombinationsWithoutARule) {
     EXPECT_EQ("42", evaluate(h.ec, h.parse("X / 0")));
 }
 
-// A string leaf has the escape bit when \' or '' starts at a character;
-// the evaluator then unescapes it, walking by characters.
+// A string leaf has the escape bit when \' or '' starts at a character; the evaluator unescapes it.
 TEST(EvalStrings, UnescapeInBothCodePages) {
-    LeakCheck leaks;
     struct { const char *text, *in932, *in1252; int bit932, bit1252; } cases[] = {
         {"a''b", "a'b", "a'b", 1, 1}, {"a\\'b", "a'b", "a'b", 1, 1}, {"'''", "''", "''", 1, 1},
         {"\\\\'", "\\'", "\\'", 1, 1}, {"a\\b", "a\\b", "a\\b", 0, 0},
@@ -304,7 +293,6 @@ int ZEMCALL seeingFunction(HEC, HEXP current, int32_t size, void **value, const 
 }
 
 TEST(EvalArguments, OneEntryADeclaredParameter) {
-    LeakCheck leaks;
     Host h(ECFlagQualifiers);
     h.input("X", ZEM_TYPE_NUMBER, "5");
     h.input("Bad", ZEM_TYPE_NUMBER, "fail");
@@ -335,7 +323,6 @@ TEST(EvalArguments, OneEntryADeclaredParameter) {
 
 // The depth bound: a left-leaning run of n operators is n + 1 levels deep.
 TEST(EvalDepth, TheBoundHoldsExactly) {
-    LeakCheck leaks;
     Host h;
     for (int n : {998, 999, 1000, 20000}) {
         std::string text = "1";
@@ -352,7 +339,6 @@ int ZEMCALL pickyFunction(HEC, HEXP, int32_t size, void **value, const char *, v
 }
 
 TEST(EvalAllocation, EachFailureGivesZeroAndLeavesNothing) {
-    LeakCheck leaks;
     Host h;
     h.input("S", ZEM_TYPE_STRING, "name");
     h.input("N", ZEM_TYPE_NUMBER, "2.5");
@@ -372,7 +358,6 @@ TEST(EvalAllocation, EachFailureGivesZeroAndLeavesNothing) {
 }
 
 TEST(EvalOracle, FormulasAgreeWithTheReference) {
-    LeakCheck leaks;
     Host h;
     int numbers = 0;
     int lines = EachReferenceLine(ZEM_EVAL_CASES, '\t', [&](const CaseFields &c) {
@@ -482,8 +467,6 @@ TEST(Define, AddsTheFortySixFunctionsInTableOrder) {
             EXPECT_EQ(Proc(want.code), (ZEMProc)item->callback) << want.name;
             EXPECT_EQ(want.code, BuiltinByName(item->functionName)) << want.name;
         }
-        EXPECT_EQ(*(ExpItem **)SvcArrayLock(ec->functions, 0), itemFind(ec->functions, "DateAddDay"));
-        SvcArrayUnlock(ec->functions);
         ZEMDestroyEC(ec);
     }
     EXPECT_EQ(0, FUNDefineFunctions(nullptr));
@@ -498,9 +481,8 @@ TEST(Define, AddsTheFortySixFunctionsInTableOrder) {
     }), 46);
 }
 
-// A block keeps what fits with its terminator and grows to exactly the need
-// otherwise, 2 bytes a character under 932. When it cannot grow the call
-// gives 0 and the block stays as it was.
+// A block keeps what fits with its terminator and grows to exactly the need otherwise, 2 bytes a
+// character under 932. When it cannot grow the call gives 0 and the block stays as it was.
 TEST(SizeRule, GrowsOnlyPastTheGivenSize) {
     const std::string a60(60, 'a');
     struct { ZEMFunctionCallback fn; std::vector<Arg> args; int32_t size; size_t after; unsigned cp; } cases[] = {
