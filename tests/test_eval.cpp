@@ -485,7 +485,7 @@ TEST(Define, AddsTheFortySixFunctionsInTableOrder) {
 // character under 932. When it cannot grow the call gives 0 and the block stays as it was.
 TEST(SizeRule, GrowsOnlyPastTheGivenSize) {
     const std::string a60(60, 'a');
-    struct { ZEMFunctionCallback fn; std::vector<Arg> args; int32_t size; size_t after; unsigned cp; } cases[] = {
+    struct { ZEMFunctionCallback fn; std::vector<Arg> args; int32_t size, after; unsigned cp; } cases[] = {
         {FUNStrSpaces, {N("49")}, 50, 50, 932}, {FUNStrSpaces, {N("50")}, 50, 51, 932},
         {FUNStrLeft, {S("abc"), N("10")}, 2, 4, 932}, {FUNStrLeft, {S("abcdef"), N("2")}, 2, 5, 932},
         {FUNStrLeft, {S("abcdef"), N("2")}, 2, 3, 1252}, {FUNStrRight, {S("abcdef"), N("2")}, 2, 5, 932},
@@ -505,9 +505,9 @@ TEST(SizeRule, GrowsOnlyPastTheGivenSize) {
         Vector v(c.args);
         void *block;
         EXPECT_EQ(1, call(c.fn, c.size, v.entries.data(), &block)) << (&c - cases);
-        EXPECT_EQ(c.after, SvcSize(block)) << (&c - cases);
+        EXPECT_EQ((size_t)c.after, SvcSize(block)) << (&c - cases);
         SvcFree(block);
-        if (c.after == (size_t)c.size) continue;
+        if (c.after == c.size) continue;
         void *value = block = SvcAlloc(c.size);
         memcpy(block, "kee", c.size < 4 ? c.size : 4);
         // The translation's private copy is the first allocation; its growth the second.
