@@ -38,7 +38,7 @@ struct Win {
 };
 Win *W(HWND h) { return (Win *)h; }
 struct Question { std::string text, title; unsigned style; };
-struct Report { UiDialog kind; std::string text, message; uint32_t code, start, length; };
+struct Report { UiDialog kind; std::string text; uint32_t code, length; };  // length: the selected
 struct Posted { HWND window; unsigned message; uintptr_t wParam; intptr_t lParam; };
 intptr_t dispatch(Win *w, unsigned m, uintptr_t wp, intptr_t lp);
 HWND item(HWND dialog, int id) {
@@ -60,7 +60,7 @@ struct Fixture {
     std::deque<Posted> posted;
     std::vector<std::pair<HWND, unsigned>> timers;  // window, milliseconds
     HWND focused = nullptr;
-    int beeps = 0, formerCalls = 0, wrongFormer = 0, bitmapsLoaded = 0, bitmapsFreed = 0;
+    int beeps = 0, wrongFormer = 0, bitmapsLoaded = 0, bitmapsFreed = 0;
     Win *builder = nullptr;
     std::vector<std::unique_ptr<Win>> top;
     Fixture();
@@ -148,22 +148,16 @@ intptr_t byItself(Win *w, unsigned m, uintptr_t wp, intptr_t lp) {
     return 0;
 }
 
+typedef intptr_t (*Event)(HWND, unsigned, uintptr_t, intptr_t);
+// By UiDialog and by UiHandler.
+const Event kDialogEvents[] = {BuilderEvent, ErrorDialogEvent, ErrorDialogEvent, TextViewEvent,
+                               ValuesViewEvent};
+const Event kHandlers[] = {EditFieldEvent, StatusPaneEvent, FormsListEvent, ItemListEvent,
+                           ItemListEvent, ErrorEditEvent, ViewEditEvent};
+
 intptr_t dispatch(Win *w, unsigned m, uintptr_t wp, intptr_t lp) {
-    HWND h = (HWND)w;
-    if (w->dialog)
-        return w->kind == UiBuilder    ? BuilderEvent(h, m, wp, lp)
-               : w->kind == UiTextView ? TextViewEvent(h, m, wp, lp)
-               : w->kind == UiValues   ? ValuesViewEvent(h, m, wp, lp)
-                                       : ErrorDialogEvent(h, m, wp, lp);
-    switch (w->handler) {
-    case UiEditHandler: return EditFieldEvent(h, m, wp, lp);
-    case UiStatusHandler: return StatusPaneEvent(h, m, wp, lp);
-    case UiFormsHandler: return FormsListEvent(h, m, wp, lp);
-    case UiVarsHandler: case UiFuncsHandler: return ItemListEvent(h, m, wp, lp);
-    case UiErrorEditHandler: return ErrorEditEvent(h, m, wp, lp);
-    case UiViewEditHandler: return ViewEditEvent(h, m, wp, lp);
-    default: return byItself(w, m, wp, lp);
-    }
+    if (w->dialog) return kDialogEvents[w->kind]((HWND)w, m, wp, lp);
+    return w->handler < 0 ? byItself(w, m, wp, lp) : kHandlers[w->handler]((HWND)w, m, wp, lp);
 }
 
 HWND parent(HWND w) { return w ? (HWND)W(w)->parent : 0; }
@@ -195,8 +189,7 @@ intptr_t runDialog(HWND owner, UiDialog which, void *param) {
         dispatch(w, UI_WM_PAINT, 0, 0);
         gF->pump();
         Win *t = W(item(h, ID_ERROR_TEXT));
-        gF->reports.push_back({which, t->text, W(item(h, ID_ERROR_MESSAGE))->text,
-                               threadBlock()->dialogError.code, (uint32_t)t->selStart,
+        gF->reports.push_back({which, t->text, threadBlock()->dialogError.code,
                                (uint32_t)(t->selEnd - t->selStart)});
         dispatch(w, UI_WM_COMMAND, ID_ERROR_OK, 0);
     }
@@ -293,7 +286,6 @@ const BuilderUi kFakeUi = {
         return w ? (WNDPROC)(intptr_t)(handler + 1) : (WNDPROC)0;
     },
     [](WNDPROC former, HWND w, unsigned m, uintptr_t wp, intptr_t lp) {
-        gF->formerCalls++;
         if (W(w)->handler >= 0 && former != (WNDPROC)(intptr_t)(W(w)->handler + 1)) gF->wrongFormer++;
         return byItself(W(w), m, wp, lp);
     },
@@ -354,10 +346,10 @@ struct Session : Fixture {
 
 std::string Str(unsigned id) {  // a string of the table, in the active code page
     char text[512];
-    loadString(id, text, sizeof(text));
-    return text;
+    return loadString(id, text, sizeof(text)), text;
 }
 std::string textOf(HEXP exp) { return exp ? exp->text : "(none)"; }
+std::string kindAndText(HEXP exp) { return exp ? std::to_string(kindOf(exp)) + " " + exp->text : "(none)"; }
 
 TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
     const ExpParam n = {0, ZEM_TYPE_NUMBER, 0}, d = {0, ZEM_TYPE_DATETIME, 0}, s = {0, ZEM_TYPE_STRING, 0};
@@ -375,29 +367,21 @@ TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
         AddItem(b.ec, ZEM_ITEM_FUNCTION, c.name, ZEM_TYPE_NUMBER, {.required = c.required, .optional = c.optional,
                 .flags = c.flags, .callback = Proc(allow), .params = c.params, .paramCount = c.count});
         b.run([&] {
-            if (c.count == 0) b.type(ID_TEXT, "Half( Number ) + 1");  // a later placeholder
             b.pick(ID_FUNCTIONS, c.name);
-            EXPECT_EQ(c.count ? c.text : "Half( Number ) + 1Now()", b.text(ID_TEXT)) << c.name;
-            EXPECT_EQ(c.count ? c.selected : "Number", b.selection()) << c.name;
+            EXPECT_EQ(std::string(c.text) + "|" + c.selected, b.text(ID_TEXT) + "|" + b.selection());
         });
     }
 }
 
 TEST(Builder, ButtonsPicksAndTheSpareOperator) {
     Session b;
-    std::string name;
-    HEXP saved = b.run([&] {
-        name = b.text(ID_NAME);
+    EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(b.run([&] {
         EXPECT_FALSE(b.at(ID_OK)->enabled) << "no text yet";
         b.pick(ID_ITEMS, "Price"), b.press(ID_TIMES), b.pick(ID_ITEMS, "Qty");
         for (int id : {(int)ID_PLUS, ID_DIGIT0 + 1, (int)ID_POINT, ID_DIGIT0 + 5, (int)ID_MINUS,
                        ID_DIGIT0 + 2, (int)ID_DIVIDE, ID_DIGIT0 + 4, (int)ID_OK})
             b.press(id);
-    });
-    EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(saved));
-    EXPECT_TRUE(name.starts_with("Formula") && saved == ZEMHEXPFromName(b.ec, name.c_str())) << name;
-    EXPECT_EQ(nullptr, b.run([&] { b.type(ID_TEXT, "Price + 1"), b.press(ID_CANCEL); }));
-    EXPECT_EQ(1, ZEMGetExpressionCount(b.ec)) << "cancel saves and asks nothing";
+    })));
     struct Case { uint16_t flags; const char *caption, *inserted; } cases[] = {
         {0, "", " || "}, {ECFlagNoConcat, nullptr, ""}, {ECFlagNoConcat | ECFlagModulo, "%", " % "}};
     for (const Case &c : cases) {
@@ -405,17 +389,15 @@ TEST(Builder, ButtonsPicksAndTheSpareOperator) {
         s.run([&] {
             EXPECT_EQ(c.caption != nullptr, s.at(ID_SPARE)->shown) << c.flags;
             if (!c.caption) return;
-            EXPECT_EQ(c.caption, s.text(ID_SPARE)) << "the template's caption or %";
             EXPECT_EQ(382, s.at(ID_OPERATOR_FRAME)->rect.bottom);
             s.press(ID_SPARE);
-            EXPECT_EQ(c.inserted, s.text(ID_TEXT));
+            EXPECT_EQ(std::string(c.caption) + "|" + c.inserted, s.text(ID_SPARE) + "|" + s.text(ID_TEXT));
         });
     }
 }
 
 TEST(Builder, RangeAndSetTemplatesFillByPicks) {
     Session b;
-    AddItem(b.ec, ZEM_ITEM_FUNCTION, "Sum", ZEM_TYPE_NUMBER, {.required = 1, .callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
     HEXP range = b.run([&] {
         EXPECT_EQ("Expression AND Expression", b.text(ID_TEXT));
         EXPECT_FALSE(b.at(ID_TEXT)->modified) << "an untouched template asks nothing";
@@ -423,33 +405,22 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
         EXPECT_EQ("Expression", b.selection()) << "the second word";
         b.pick(ID_ITEMS, "Qty"), b.type(ID_NAME, "Span"), b.press(ID_OK);  // generated names are Japanese
     }, 2);
-    EXPECT_EQ("Price AND Qty", textOf(range));
-    EXPECT_EQ(KindRange, kindOf(range));
+    EXPECT_EQ(std::to_string(KindRange) + " Price AND Qty", kindAndText(range));
     HEXP set = b.run([&] {
         EXPECT_EQ("Expression, Expression [,Expression...]", b.text(ID_TEXT));
         for (const char *name : {"Price", "Qty", "Rate"}) b.pick(ID_ITEMS, name);
-        EXPECT_EQ("Price, Qty ,Rate [,Expression...]", b.text(ID_TEXT));
-        EXPECT_EQ("[,Expression...]", b.selection()) << "the tail stays open";
+        EXPECT_EQ("Price, Qty ,Rate [,Expression...]|[,Expression...]", b.text(ID_TEXT) + "|" + b.selection())
+            << "the tail stays open";
         b.type(ID_NAME, "Group"), b.press(ID_OK);
     }, 1);
-    EXPECT_EQ("Price, Qty ,Rate ", textOf(set)) << "the tail is cut at the save";
-    EXPECT_EQ(KindSet, kindOf(set));
+    EXPECT_EQ(std::to_string(KindSet) + " Price, Qty ,Rate ", kindAndText(set)) << "the tail is cut at the save";
     b.run([&] {
         b.at(ID_TEXT)->modified = true;
         b.press(ID_OK);
-        EXPECT_EQ("Expression, Expression ", b.text(ID_TEXT)) << "cut, then refused";
-        EXPECT_EQ(1u, b.reports.size());
-        b.press(ID_CANCEL);
+        EXPECT_TRUE(b.text(ID_TEXT) == "Expression, Expression " && b.reports.size() == 1) << "cut, then refused";
+        b.answers = {UI_IDYES}, b.press(ID_MODE_RANGE);
+        EXPECT_TRUE(b.at(ID_MODE_SET)->checked) << "a save that fails stops the change";
     }, 1);
-    b.run([&] {
-        b.pick(ID_FUNCTIONS, "Sum"), b.pick(ID_ITEMS, "Price");
-        EXPECT_EQ("Sum( Price [...] )", b.text(ID_TEXT)) << "count equals required: no Any";
-        b.type(ID_TEXT, "Sum( Price + Qty + Rate [,Any...] )");
-        b.selectText(24, 33);
-        b.pick(ID_ITEMS, "Qty");
-        EXPECT_EQ("Sum( Price + Qty + Rate ,Qty )", b.text(ID_TEXT)) << "Any takes a comma in front";
-        EXPECT_EQ(28, b.at(ID_TEXT)->selStart);
-    });
 }
 
 TEST(Builder, QuestionsBeforeSaving) {
@@ -458,7 +429,7 @@ TEST(Builder, QuestionsBeforeSaving) {
         if (answer) b.answers = {answer};
         HEXP saved = b.run([&] {
             b.type(ID_TEXT, "Price AND Qty"), b.press(ID_OK);
-            if (answer == UI_IDNO) b.press(ID_CANCEL);
+            if (answer == UI_IDNO) b.press(ID_CANCEL);  // asks nothing, saves nothing
         });
         EXPECT_EQ(answer ? 1u : 0u, b.questions.size()) << "no kind check without a values callback";
         for (const Question &q : b.questions)
@@ -475,24 +446,19 @@ TEST(Builder, QuestionsBeforeSaving) {
         b.run([&] {
             b.type(ID_TEXT, "Qty + 1"), b.select(ID_EXPRESSIONS, "Double"), b.press(ID_OPEN);
             EXPECT_EQ(c.textAfter, b.text(ID_TEXT)) << c.answer;
-            EXPECT_EQ(b.rowOf(ID_EXPRESSIONS, "Double"), b.at(ID_EXPRESSIONS)->selected);
             EXPECT_EQ(c.count + 1u, b.rows(ID_EXPRESSIONS).size()) << "a saved row is appended";
             EXPECT_EQ(c.answer == UI_IDCANCEL ? nullptr : ZEMHEXPFromName(b.ec, "Double"), threadBlock()->editedExpression);
         });
         EXPECT_EQ(c.count, ZEMGetExpressionCount(b.ec)) << c.answer;
         EXPECT_EQ(Str(202) + "|" + Str(203), b.questions.back().text + "|" + b.questions.back().title);
     }
-    b.answers = {UI_IDYES};
-    b.run([&] {
-        b.type(ID_TEXT, ""), b.press(ID_MODE_RANGE);
-        EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked) << "an empty text saved stops the change";
-    });
 }
 
 TEST(Builder, NameErrorsRenameAndDelete) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
-    HEXP next = ParseOk(b.ec, "Double() + 1", "Next"), twice = ParseOk(b.ec, "Qty * 2", "Twice");
+    ParseOk(b.ec, "Double() + 1", "Next");
+    HEXP twice = ParseOk(b.ec, "Qty * 2", "Twice");
     b.run([&] {
         b.type(ID_TEXT, "Price + 1"), b.type(ID_NAME, "Half"), b.press(ID_OK);
         ASSERT_EQ(1u, b.reports.size());
@@ -501,23 +467,19 @@ TEST(Builder, NameErrorsRenameAndDelete) {
         b.type(ID_NAME, "Total"), b.type(ID_TEXT, "Price +"), b.press(ID_OK);
         EXPECT_EQ("Price +", b.reports.back().text);
     });
-    b.run([&] {
-        b.type(ID_NAME, "Later"), b.press(ID_OK);
-        EXPECT_EQ((Strings{"[ New Formula ]", "Double", "Later", "Twice"}), b.rows(ID_EXPRESSIONS));
-        EXPECT_EQ(2, b.at(ID_EXPRESSIONS)->selected) << "the row stays in place";
-    }, 0, next);
     b.answers = {UI_IDYES, UI_IDYES};
     b.run([&] {
+        EXPECT_EQ(b.rowOf(ID_EXPRESSIONS, "Twice"), b.at(ID_EXPRESSIONS)->selected) << "the edited row";
         b.select(ID_EXPRESSIONS, "Double");
         EXPECT_FALSE(b.at(ID_DELETE)->enabled) << "in use";
         b.press(ID_DELETE);
         EXPECT_EQ(3, ZEMGetExpressionCount(b.ec)) << "a used expression stays";
         EXPECT_EQ(Str(204) + Str(216) + "|" + Str(206), b.questions[0].text + "|" + b.questions[0].title);
         EXPECT_EQ(UI_MB_YESNO | UI_MB_ICONQUESTION | UI_MB_DEFBUTTON2, b.questions[0].style);
-        b.select(ID_EXPRESSIONS, "Later");
+        b.select(ID_EXPRESSIONS, "Next");
         EXPECT_TRUE(b.at(ID_DELETE)->enabled);
         b.press(ID_DELETE);
-        EXPECT_EQ(-1, b.rowOf(ID_EXPRESSIONS, "Later"));
+        EXPECT_EQ(-1, b.rowOf(ID_EXPRESSIONS, "Next"));
         EXPECT_FALSE(b.at(ID_DELETE)->enabled || b.at(ID_OPEN)->enabled);
         EXPECT_EQ(1, b.at(ID_EXPRESSIONS)->rows[(size_t)b.rowOf(ID_EXPRESSIONS, "Twice")].second) << "renumbered";
         EXPECT_EQ("Qty * 2", b.text(ID_TEXT)) << "another deleted, the edited stays";
@@ -525,46 +487,29 @@ TEST(Builder, NameErrorsRenameAndDelete) {
     ZEMSetDelPermissionCallback(b.ec, refuse);
     b.answers = {UI_IDOK};
     b.run([&] { b.select(ID_EXPRESSIONS, "Twice"), b.press(ID_DELETE); });
-    EXPECT_EQ("Delete Permission Denied.", b.questions.back().text);
-    EXPECT_EQ(2, ZEMGetExpressionCount(b.ec));
+    EXPECT_TRUE(b.questions.back().text == "Delete Permission Denied." && ZEMGetExpressionCount(b.ec) == 2);
 }
 
 TEST(Builder, ListsModesAndTitles) {
-    for (uint16_t flags : {0, ECFlagShowGenerated}) {
-        Session b(true, flags);
+    struct Case { int32_t type; uint16_t flags; unsigned title; const char *entry; int checked; } cases[] = {
+        {1, 0, 213, "[ New Set ]", ID_MODE_SET}, {2, ECFlagShowGenerated, 212, "[ New Range ]", ID_MODE_RANGE},
+        {7, 0, 207, "[ New Formula ]", ID_MODE_FORMULA}};
+    for (const Case &c : cases) {
+        Session b(true, ECFlagRangesAndSets | c.flags);
         AddItem(b.ec, ZEM_ITEM_KEYWORD, "Hidden", 255);
         AddItem(b.ec, ZEM_ITEM_KEYWORD, "Today", 0);
         ParseOk(b.ec, "12", "Formula12");
         ParseOk(b.ec, "12", "Twelve");
         b.run([&] {
             EXPECT_EQ((Strings{"Name", "Price", "Qty", "Rate", "Today"}), b.rows(ID_ITEMS));
-            Strings expected = {"[ New Formula ]", "Formula12", "Twelve"};
-            if (!flags) expected.erase(expected.begin() + 1);
+            Strings expected = {c.entry, "Formula12", "Twelve"};
+            if (!c.flags) expected.erase(expected.begin() + 1);  // a generated name shown on request only
             EXPECT_EQ(expected, b.rows(ID_EXPRESSIONS));
-        });
-    }
-    struct Case { int32_t type; unsigned title; const char *entry; int checked; } cases[] = {
-        {1, 213, " - [ New Set ]", ID_MODE_SET}, {2, 212, " - [ New Range ]", ID_MODE_RANGE},
-        {7, 207, " - [ New Formula ]", ID_MODE_FORMULA}};
-    for (const Case &c : cases) {
-        Session b;
-        b.run([&] {
-            EXPECT_EQ(Str(c.title) + c.entry + "|" + Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)),
+            EXPECT_EQ(Str(c.title) + " - " + c.entry + "|" + Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)),
                       b.builder->text + "|" + b.text(ID_STATUS));
-            EXPECT_TRUE(b.at(c.checked)->checked);
-            EXPECT_EQ((UiRect{212, 141, 300, 157}), b.at(ID_EXPRESSIONS_LABEL)->rect) << "below the modes";
-            EXPECT_EQ((UiRect{212, 163, 390, 280}), b.at(ID_EXPRESSIONS)->rect);
+            EXPECT_EQ((UiRect{212, 163, 390, 280}), b.at(ID_EXPRESSIONS)->rect) << "whole rows below the modes";
         }, c.type);
     }
-    Session plain(false);
-    plain.run([&] {
-        for (int id : {ID_MODE_FORMULA, ID_MODE_LABEL, ID_VALUES}) EXPECT_FALSE(plain.at(id)->shown) << id;
-        EXPECT_EQ(92, plain.at(ID_EXPRESSIONS_LABEL)->rect.top);
-        SvcFailAllocAfter(1);
-        setTitle((HWND)plain.builder, threadBlock());
-        SvcFailAllocAfter(0);
-        EXPECT_EQ(Str(207), plain.builder->text) << "out of memory the title is the editor's alone";
-    });
 }
 
 TEST(Builder, OpeningEntriesSwitchesModesAndCaptions) {
@@ -588,31 +533,19 @@ TEST(Builder, OpeningEntriesSwitchesModesAndCaptions) {
         EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
-        b.select(ID_EXPRESSIONS, "Uses"), b.press(ID_OPEN);
-        EXPECT_TRUE(b.at(ID_MODE_FORMULA)->checked);
         b.Fixture::select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
         EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
-        EXPECT_TRUE(b.text(ID_TEXT).empty() && b.at(ID_NAME)->enabled);
+        EXPECT_TRUE(b.text(ID_TEXT).starts_with("Expression,") && b.at(ID_NAME)->enabled) << "the mode's template";
     }, 0, used);
 }
 
 TEST(Builder, KeysClicksAndTheClipboard) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
-    for (uint16_t limit : {0, 20}) {
-        b.onBuilder = [&](HWND) { EXPECT_TRUE(b.at(ID_TEXT)->limit == limit && b.at(ID_NAME)->limit == 64) << limit; };
-        ZEMBuildExpression(nullptr, b.ec, nullptr, limit);
-    }
     b.run([&] {
-        HWND forms = b.item(ID_EXPRESSIONS), items = b.item(ID_ITEMS), pane = b.item(ID_STATUS);
+        HWND forms = b.item(ID_EXPRESSIONS), pane = b.item(ID_STATUS);
         for (int row : {0, 1}) b.Fixture::select(ID_EXPRESSIONS, row), b.send(forms, UI_WM_CHAR, ' ');
         EXPECT_EQ("Double()", b.text(ID_TEXT)) << "row 0 inserts nothing";
-        Ui()->selectRow(items, b.rowOf(ID_ITEMS, "Qty"));
-        b.send(items, UI_WM_CHAR, ' ');
-        EXPECT_EQ("Double()Qty", b.text(ID_TEXT));
-        int before = b.formerCalls;
-        for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_LBUTTONDOWN, UI_WM_SETCURSOR}) EXPECT_EQ(0, b.send(pane, m, 'x'));
-        EXPECT_EQ(before, b.formerCalls) << "the status pane takes nothing";
         Win stranger;
         for (HWND from : {b.item(ID_NAME), (HWND)&stranger, (HWND)0}) {
             b.send(pane, UI_WM_SETFOCUS, (uintptr_t)from);
@@ -628,19 +561,12 @@ TEST(Builder, KeysClicksAndTheClipboard) {
         b.press(ID_PARENS);
         EXPECT_EQ("(Price) + Qty", b.text(ID_TEXT));
         for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_FALSE(b.at(id)->enabled) << id;
-        b.selectText(10, 13), b.press(ID_CUT);
-        EXPECT_EQ("(Price) + ", b.text(ID_TEXT));
-        b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
+        b.selectText(10, 13), b.press(ID_CUT), b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
         EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
     });
 }
 
-std::vector<std::pair<int32_t, std::string>> gHelp;
-void ZEMCALL helpCallback(int32_t kind, intptr_t value) {
-    gHelp.push_back({kind, kind == 257 ? (const char *)value : std::to_string(value)});
-}
-
-TEST(Builder, RowsDrawnWithTheirKindsBitmapAndHelp) {
+TEST(Builder, RowsDrawnWithTheirKindsBitmaps) {
     struct Case { bool values; uint32_t action, state; int row; Strings drawn; } cases[] = {
         {true, 1, 1 | 16, 1, {"bitmap rangel 0,1", "text Span 36 22", "invert 22", "focus 0"}},
         {true, 1, 0, 0, {"bitmap setl 0,1", "text [ New Set ] 36 22"}},
@@ -648,46 +574,48 @@ TEST(Builder, RowsDrawnWithTheirKindsBitmapAndHelp) {
         {true, 2, 1, 1, {"invert 22"}},
         {true, 1 | 2, 1, 1, {"bitmap rangel 0,1", "text Span 36 22", "invert 22"}},
         {true, 4, 0, 1, {"focus 0"}},
-        {true, 1 | 4, 0, 1, {"bitmap rangel 0,1", "text Span 36 22"}},
     };
     for (const Case &c : cases) {
         Session b(c.values);
         ParseOk(b.ec, "Price AND Qty", "Span");
-        gHelp.clear();
         b.run([&] {
             UiDrawItem draw = {c.action, c.state, c.row, {0, 0, 100, 13}, nullptr};
-            HWND d = (HWND)b.builder, functions = b.item(ID_FUNCTIONS);
+            HWND d = (HWND)b.builder;
             EXPECT_EQ(13, b.send(d, UI_WM_MEASUREITEM, ID_EXPRESSIONS));
             b.send(d, UI_WM_DRAWITEM, ID_EXPRESSIONS, (intptr_t)&draw);
             EXPECT_EQ(c.drawn, b.drawn) << c.values << " " << c.action << " " << c.state;
-            b.send(d, MSG_HELP_QUERY, (uintptr_t)functions, (intptr_t)helpCallback);
-            b.Fixture::select(ID_FUNCTIONS, 0);
-            b.send(d, MSG_HELP_QUERY, (uintptr_t)functions, (intptr_t)helpCallback);
-            b.send(d, MSG_HELP_QUERY, (uintptr_t)b.item(ID_ITEMS), (intptr_t)helpCallback);
+            for (int id : {ID_MODE_FORMULA, ID_MODE_LABEL, ID_VALUES}) EXPECT_EQ(c.values, b.at(id)->shown) << id;
         }, 1);
         EXPECT_TRUE(b.bitmapsLoaded == (c.values ? 3 : 0) && b.bitmapsFreed == b.bitmapsLoaded) << b.bitmapsLoaded;
-        std::string dialog = c.values ? "401" : "400";
-        EXPECT_EQ((std::vector<std::pair<int32_t, std::string>>{{1, dialog}, {257, "Half"}, {1, dialog}}), gHelp);
     }
 }
 
-// ---- Side windows.
-
 Strings gValueRows, gValueCalls;
-int32_t gKeepEnabled = 1;
-void ZEMCALL hostValues(HEC, const char *name, HZEMWND list, int32_t refresh, int32_t *keep) {
+void ZEMCALL hostValues(HEC, const char *name, HZEMWND list, int32_t refresh, int32_t *) {
     gValueCalls.push_back(std::string(name) + ":" + std::to_string(refresh));
     for (const std::string &row : gValueRows) Ui()->listAdd((HWND)list, row.c_str());
-    *keep = gKeepEnabled;
 }
 
-TEST(BuilderSide, TextViewFollowsTheList) {
+TEST(BuilderSide, ValuesDialogAndTextView) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     ParseOk(b.ec, "Price AND Qty", "Span");
     ParseOk(b.ec, "Price, Qty", "Group");
+    ZEMSetListValuesCallback(b.ec, hostValues);
+    gValueRows = {"Ann", "O'Neil"};
     b.run([&] {
-        Win *list = b.at(ID_EXPRESSIONS), *view;
+        Win *values = b.side(UiValues), *list = b.at(ID_EXPRESSIONS), *view;
+        ASSERT_NE(nullptr, values) << "the start item opened it";
+        EXPECT_EQ((Strings{"Name:1"}), gValueCalls);
+        EXPECT_EQ("Name - title|" + Str(246), values->text + "|" + b.text(ID_VALUES));
+        EXPECT_EQ((UiRect{574, 156, 774, 296}), values->rect) << "beside the functions list";
+        values->children[0]->selected = 1;
+        b.send((HWND)values, UI_WM_COMMAND, ID_SIDE_CONTROL | UI_LBN_DBLCLK << 16);
+        EXPECT_EQ("'O''Neil'", b.text(ID_TEXT));
+        b.press(ID_VALUES);
+        EXPECT_TRUE(gValueCalls.back() == "Name:0" && !b.at(ID_VALUES)->enabled) << "pressed again while open";
+        b.send((HWND)values, UI_WM_CLOSE);
+        EXPECT_TRUE(b.text(ID_VALUES) == Str(245) && b.at(ID_VALUES)->enabled);
         HWND forms = b.item(ID_EXPRESSIONS);
         b.send(forms, UI_WM_RBUTTONDBLCLK, 0, 2);  // on row 2
         ASSERT_NE(nullptr, view = b.side(UiTextView));
@@ -705,38 +633,7 @@ TEST(BuilderSide, TextViewFollowsTheList) {
         EXPECT_EQ("", view->text) << "no title for a mode that is none";
         b.send((HWND)view, UI_WM_CLOSE);
         EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled && !b.side(UiTextView));
-    });
-}
-
-TEST(BuilderSide, ValuesDialogPlacedAndPicked) {
-    Session b;
-    ZEMSetListValuesCallback(b.ec, hostValues);
-    gValueRows = {"Ann", "O'Neil"};
-    b.run([&] {
-        Win *view = b.side(UiValues);
-        ASSERT_NE(nullptr, view) << "the start item opened it";
-        EXPECT_EQ((Strings{"Name:1"}), gValueCalls);
-        EXPECT_EQ("Name - title", view->text);
-        EXPECT_EQ((UiRect{574, 156, 774, 296}), view->rect) << "beside the functions list";
-        EXPECT_EQ(Str(246), b.text(ID_VALUES));
-        view->children[0]->selected = 1;
-        b.send((HWND)view, UI_WM_COMMAND, ID_SIDE_CONTROL | UI_LBN_DBLCLK << 16);
-        EXPECT_EQ("'O''Neil'", b.text(ID_TEXT));
-        b.press(ID_VALUES);
-        EXPECT_TRUE(gValueCalls.back() == "Name:0" && !b.at(ID_VALUES)->enabled) << "pressed again while open";
-        gKeepEnabled = 0;
-        b.select(ID_ITEMS, "Price");
-        EXPECT_TRUE(gValueCalls.back() == "Price:1" && !b.at(ID_VALUES)->enabled) << "the host cleared keepEnabled";
-        b.send((HWND)view, UI_WM_CLOSE);
-        EXPECT_TRUE(b.text(ID_VALUES) == Str(245) && b.at(ID_VALUES)->enabled);
     }, 0, nullptr, "Name");
-    b.run([&] {
-        EXPECT_EQ(nullptr, b.side(UiValues)) << "a prefix is no exact row";
-        b.at(ID_FUNCTIONS)->rect = {900, 700, 1000, 800};
-        b.Fixture::select(ID_ITEMS, 0), b.press(ID_VALUES);
-        ASSERT_NE(nullptr, b.side(UiValues));
-        EXPECT_EQ((UiRect{824, 628, 1024, 768}), b.side(UiValues)->rect) << "kept on the screen";
-    }, 0, nullptr, "Nam");
 }
 
 TEST(BuilderSide, LiteralTextOfValuesAndDates) {
@@ -745,14 +642,10 @@ TEST(BuilderSide, LiteralTextOfValuesAndDates) {
     tb->context = b.ec;
     ZEMSetDatePicture(b.ec, "yyyy-mm-dd", "yyyy-mm-dd HH:nn:ss", "HH:nn:ss");
     struct Case { uint32_t page; uint16_t flags; int mode, type; const char *line, *literal; } cases[] = {
-        {932, 0, 0, ZEM_TYPE_STRING, "it's", "'it''s'"},
         {932, 0, 0, ZEM_TYPE_STRING, "\x83\x27'x", "'\x83\x27''x'"},  // 83 27 is one character
-        {1252, 0, 0, ZEM_TYPE_STRING, "\x83\x27'x", "'\x83''''x'"},
-        {932, 0, 0, ZEM_TYPE_NUMBER, "12", "12"},
         {0, 0, 2, ZEM_TYPE_DATETIME, "1/31/2001", "{d 2001-01-31}"},
         {0, 1, 2, ZEM_TYPE_DATETIME, "1/31/2001", "'2001-01-31'"},
         {0, 2, 0, ZEM_TYPE_DATETIME, "1/31/2001", "1/31/2001"},
-        {0, 0, 0, ZEM_TYPE_DATETIME, "soon", "soon"},
     };
     uint32_t before = ZEMGetSystemCodePage();
     for (const Case &c : cases) {
@@ -767,8 +660,6 @@ TEST(BuilderSide, LiteralTextOfValuesAndDates) {
     ZEMSetSystemCodePage(before);
 }
 
-// ---- Repair, launch failure, the error dialogs.
-
 TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
     Session b;
     const char pending[] = "Later() + 1\0First\0Qty\0Later\0";  // text and name of each record
@@ -777,14 +668,12 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
     tb->repairMode = 1, tb->repairText = text, tb->repairName = name;
     tb->pendingList = (void *)pending, tb->pendingCount = 2, tb->lastError = {ERR_FUNC, 0, 5};
     b.onBuilder = [&](HWND dialog) {
-        ASSERT_EQ(1u, b.timers.size());
-        EXPECT_EQ(1000u, b.timers[0].second);
+        ASSERT_EQ(1000u, b.timers.size() == 1 ? b.timers[0].second : 0);
         EXPECT_TRUE(b.selection() == "Later" && b.at(ID_TEXT)->modified);
         EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown || b.at(ID_SHOW_TEXT)->enabled);
         b.send(dialog, UI_WM_TIMER, 1);
-        EXPECT_TRUE(b.timers.empty());
         ASSERT_EQ(1u, b.reports.size());
-        EXPECT_TRUE(b.reports[0].kind == UiLoadError && b.beeps == 1);
+        EXPECT_TRUE(b.timers.empty() && b.reports[0].kind == UiLoadError && b.beeps == 1);
         b.press(ID_OK);
     };
     EXPECT_EQ(nullptr, runBuilder(nullptr, b.ec, nullptr, 0, 0, "")) << "the text waits for a later one";
@@ -796,10 +685,8 @@ TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
     const char block[] = "a\0One\0b\0Two words\0";
     std::string wide = "One" + std::string(252, ' ') + "(";
     struct Case { std::string text; uint32_t start, length; int pending; } cases[] = {
-        {"One() + 1", 0, 4, 1}, {"x + Two words  (", 4, 12, 1}, {"one()", 0, 4, 0}, {"On()", 0, 3, 0},
-        {"One", 0, 300, 0}, {"One", 9, 1, 0}, {"One", 0, 3, 1},
-        {wide.substr(0, 255), 0, 255, 1}, {wide, 0, 256, 0},  // 256 bytes do not fit
-    };
+        {"x + Two words  (", 4, 12, 1}, {"one()", 0, 4, 0}, {"One", 9, 1, 0},
+        {wide.substr(0, 255), 0, 255, 1}, {wide, 0, 256, 0}};  // 256 bytes do not fit
     for (const Case &c : cases) {
         ExpError error = {ERR_FUNC, c.start, c.length};
         EXPECT_EQ(c.pending, nameIsPending(c.text.c_str(), block, &error, 2)) << c.text;
@@ -817,36 +704,14 @@ TEST(ErrorDialog, WithoutWindowsAHookOrMinusOne) {
     ExpError error = {ERR_SYNTAX, 2, 1};
     EXPECT_EQ(-1, ZEMErrorDisplay(nullptr, "1 + + 2", &error));
     HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, 0);
-    EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0)) << "no dialog can be made";
     ZEMSetErrorDisplayHook(hook);
-    EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0));
+    EXPECT_EQ(nullptr, ZEMBuildExpression(nullptr, ec, nullptr, 0)) << "no dialog can be made";
     EXPECT_EQ(7, ZEMErrorDisplay(nullptr, "1 + + 2", &error));
     EXPECT_EQ("|0|0|0;1 + + 2|2|1|0;", gHook) << "error 131 with the empty text, then the report";
     EXPECT_EQ(hook, ZEMSetErrorDisplayHook(nullptr));
     ZEMDestroyEC(ec);
 }
 #endif
-
-TEST(ErrorDialog, SpanIsSelectedAfterThePaintAndTheTextTakesNoInput) {
-    Fixture f;
-    struct Case { const char *text; uint32_t start, length, selStart, selLength; } cases[] = {
-        {"Price +", 6, 1, 6, 1}, {"Price +", 3, 0, 3, 0}, {"Price +", 40, 2, 7, 0}, {"Price +", 2, 1000, 2, 5}, {"", 0, 0, 0, 0}};
-    for (const Case &c : cases) {
-        ExpError error = {ERR_SYNTAX, c.start, c.length};
-        EXPECT_EQ(1, ZEMErrorDisplay(nullptr, c.text, &error));
-        const Report &r = f.reports.back();
-        EXPECT_TRUE(c.text == r.text && c.selStart == r.start && c.selLength == r.length) << c.start << " " << c.length;
-        EXPECT_TRUE(r.code == ERR_SYNTAX && !r.message.empty());
-    }
-    Win field;
-    int before = f.formerCalls;
-    for (unsigned m : {UI_WM_CHAR, UI_WM_KEYDOWN, UI_WM_MOUSEMOVE, UI_WM_LBUTTONDOWN, UI_WM_LBUTTONUP, UI_WM_LBUTTONDBLCLK})
-        EXPECT_EQ(0, ErrorEditEvent((HWND)&field, m, 'x', 0) + ViewEditEvent((HWND)&field, m, 'x', 0));
-    EXPECT_EQ(before, f.formerCalls) << "typing and clicking reach nothing";
-    ErrorEditEvent((HWND)&field, UI_WM_KEYDOWN, UI_VK_RETURN, 0);
-    ViewEditEvent((HWND)&field, UI_WM_SETFOCUS, 0, 0);
-    EXPECT_EQ(before + 2, f.formerCalls) << "Return and the rest pass";
-}
 
 TEST(Builder, EveryAllocationFailingOnce) {
     Session b;
