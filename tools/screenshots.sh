@@ -1,7 +1,7 @@
 #!/bin/sh
 # Takes PNG screenshots of the real dialogs under wine in a virtual X server:
 # the builder in each mode, the error dialog, the values window and the
-# repair mode's load error, as the
+# repair mode with its load error, as the
 # dialog test (tests/windows/dialog_host.c --shots) stops at them; and zem
 # --build over its example. Needs a 64-bit Windows build with the tests.
 # Usage: tools/screenshots.sh [BUILD-DIR] (default build/win64); the PNGs go
@@ -37,8 +37,6 @@ shoot() {
 
 cd "$dir/tests"
 LC_ALL=ja_JP.UTF-8 wine dialog_host.exe --shots "$(echo "Z:$tmp" | tr / '\\')" | shoot
-# The builder in repair mode with the load error over it.
-ZEM_SHOTS="$(echo "Z:$tmp" | tr / '\\')" LC_ALL=ja_JP.UTF-8 wine test_repair_dialog.exe | shoot
 
 # zem --build: the builder over zem's example context, closed after the shot.
 cd "$dir/tools"
