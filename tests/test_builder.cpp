@@ -38,7 +38,7 @@ struct Win {
 };
 Win *W(HWND h) { return (Win *)h; }
 struct Question { std::string text, title; unsigned style; };
-struct Report { UiDialog kind; std::string text; uint32_t code, length; };  // length: the selected
+struct Report { UiDialog kind; std::string text; uint32_t code, length; };  // length: the selected span
 struct Posted { HWND window; unsigned message; uintptr_t wParam; intptr_t lParam; };
 intptr_t dispatch(Win *w, unsigned m, uintptr_t wp, intptr_t lp);
 HWND item(HWND dialog, int id) {
