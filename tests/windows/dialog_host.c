@@ -119,6 +119,7 @@ static const struct Step repairPicked[] = {
     REPAIR_OPENS, {SHOT, 0, "repair"}, PICKED(ID_ITEMS, "Price", "Price + Pric"), {FIX, 0, "Price + Qtx"},
     {REPORT, 0, "Qtx"}, {FIX, 0, "Double() + 1"}, {END, 0, 0}};
 static const struct Step repairFixed[] = {REPAIR_OPENS, {FIX, 0, "Price + 1"}, {END, 0, 0}};
+static const struct Step repairCancelled[] = {REPAIR_OPENS, {PRESS, IDCANCEL, 0}, {END, 0, 0}};
 
 static const struct Step *steps;
 
@@ -215,7 +216,8 @@ static HEXP build(const struct Step *script, int type, const char *startItem, co
 static const char block[] = "\3" Z10 Z10 "\xfa\0\1\0\1" Z10 "\0Price" Z10 Z10 Z10 Z10 Z10 Z10
                             "\0\0\0\0\0\0\0\0\0\xfc\0\2\0" SPAN " + Pric\0Total\0Price * 2\0Double";
 
-/* Total, first in the store, has the text given. */
+/* Total, first in the store, has the text given; without one the repair is
+ * cancelled and the load fails. */
 static void repair(const struct Step *script, const char *total) {
     char text[64] = "";
     HEC loaded = ZEMCreateEC(0, 0, 0, 0);
@@ -223,6 +225,11 @@ static void repair(const struct Step *script, const char *total) {
     HANDLE driver = startDriver(runSteps);
     int result = ZEMSetECContents(loaded, sizeof(block), block, 1, 0);
     endDriver(driver);
+    if (!total) {
+        CHECK(result == 0);
+        ZEMDestroyEC(loaded);
+        return;
+    }
     HEXP first = ZEMHEXPFromOrdinal(loaded, 0);
     if (first) ZEMGetExpressionText(loaded, first, sizeof(text), text);
     CHECK(result == 1 && first == ZEMHEXPFromName(loaded, "Total") && ZEMGetExpressionCount(loaded) == 2);
@@ -257,6 +264,7 @@ int main(int argc, char **argv) {
     build(0, 0, "Name", "");
     repair(repairPicked, "Double() + 1");
     repair(repairFixed, "Price + 1");
+    repair(repairCancelled, 0);
     ExpError error = {110, 8, 3};
     HANDLE driver = startDriver(driveError);
     CHECK(ZEMErrorDisplay(0, "Price * Qtx", &error) == 1);
