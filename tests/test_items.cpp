@@ -1,4 +1,4 @@
-// Contexts, the operator rule, the item stores and the usage queries.
+// Contexts, the operator rule and the item stores.
 #include <string.h>
 #include <string>
 #include <vector>
@@ -154,16 +154,7 @@ TEST(Items, LookupsEnumerationAndDeletion) {
     EXPECT_EQ(ZEMDeleteAllECVars(c.ec), 0) << "no input store yet";
     for (const char *n : {"Price", "b", "a"}) c.add(1, 0, n);
     c.add(0, 2, "Left");
-    c.add(3, 300, "Asc", 7, 0);
-    c.add(3, 301, "Exact", 8, 1);
     c.add(1, 2, "a", 2);  // a second "a": the first wins
-    struct Row { const char *name; int input, function, keyword, subclass; } rows[] = {
-        {"Price", 0, -1, -1, -1}, {"price", -1, -1, -1, -1}, {"LEFT", -1, -1, -1, -1}, {"Left", -1, 2, -1, -1},
-        {"aSC", -1, -1, 300, 7}, {"Exact", -1, -1, 301, 8}, {"EXACT", -1, -1, -1, 8}};
-    for (const Row &r : rows)
-        EXPECT_EQ((std::vector<int>{r.input, r.function, r.keyword, r.subclass}),
-                  (std::vector<int>{inputItemType(c.ec, r.name), functionType(c.ec, r.name), keywordType(c.ec, r.name),
-                                    keywordSubclass(c.ec, r.name)})) << r.name;
     names.clear();
     ZEMEnumExpItems(c.ec, 1, collect, 0);
     EXPECT_EQ(names, (std::vector<std::string>{"Price", "b", "a", "a"}));
@@ -174,7 +165,7 @@ TEST(Items, LookupsEnumerationAndDeletion) {
 
     unsigned char out[ZEM_EXPITEM_SIZE(1)];
     ExpItem *rec = (ExpItem *)out;
-    EXPECT_EQ(ZEMGetExpressionVariable(c.ec, rec, "Asc"), 0) << "input items only";
+    EXPECT_EQ(ZEMGetExpressionVariable(c.ec, rec, "Left"), 0) << "input items only";
     EXPECT_EQ(ZEMGetExpressionVariable(c.ec, rec, "a"), 1);
     EXPECT_EQ(rec->dataType + rec->required, 0);
     EXPECT_EQ(ZEMGetExpressionVariable(c.ec, nullptr, "a") + ZEMGetExpressionVariable(c.ec, rec, nullptr), 0);
@@ -186,17 +177,6 @@ TEST(Items, LookupsEnumerationAndDeletion) {
     EXPECT_EQ(ZEMDelExpItemNoCheck(c.ec, 1, "a") + ZEMDelExpItemNoCheck(c.ec, 2, "b"), 0);
     Context empty;
     EXPECT_EQ(ZEMDelExpItemNoCheck(empty.ec, 0, "x"), 0) << "no function store yet";
-}
-
-TEST(Items, KeywordCaseUnderBothCodePages) {
-    LeakCheck leaks;
-    for (unsigned cp : {932u, 1252u}) {
-        ASSERT_EQ(ZEMSetSystemCodePage(cp), 1);
-        Context c;
-        c.add(3, 300, "\xe9t\xe9", 1, 0);  // accented letters fold under 1252; 932 reads a double-byte character
-        EXPECT_EQ(keywordType(c.ec, "\xc9T\xc9"), cp == 1252 ? 300 : -1) << cp;
-    }
-    ZEMSetSystemCodePage(932);
 }
 
 TEST(Items, InputNameIsKeyword) {
@@ -211,83 +191,4 @@ TEST(Items, InputNameIsKeyword) {
         EXPECT_EQ(ZEMInputNameIsKeyword(out, r.name.c_str()), r.result) << r.name;
         EXPECT_EQ(std::string(out), r.out);
     }
-}
-
-namespace {
-
-struct QueryHost {
-    HEC ec = ZEMCreateEC(nullptr, nullptr, nullptr, ECFlagRangesAndSets);
-    QueryHost() {
-        AddItem(ec, ZEM_ITEM_INPUT, "Price", 0);
-        AddItem(ec, ZEM_ITEM_INPUT, "Qty", 0);
-        function("Twice", 1, 0);
-        function("Tw", 1, 0);
-        function("Pair", 2, 0);
-        function("Total", 1, 1);  // takes an input item: an aggregate
-    }
-    ~QueryHost() { ZEMDestroyEC(ec); }
-    void function(const char *name, int params, int mode) {
-        AddItem(ec, ZEM_ITEM_FUNCTION, name, 0,
-                {.required = params, .params = {{(uint16_t)mode, 0, 0}, {0, 0, 0}}, .paramCount = params});
-    }
-    HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
-};
-
-}  // namespace
-
-TEST(Queries, ItemUsedInComplex) {
-    LeakCheck leaks;
-    struct Case { const char *texts[3]; int expected; } cases[] = {  // texts named F, G, H in turn
-        {{"Price", "12", "Qty + 1"}, 0}, {{"Price + 0"}, 1}, {{"Twice(Price)"}, 1}, {{"Price", "F()"}, 1},
-        {{"Qty, Price"}, 1}, {{"Qty AND Price"}, 1}, {{"'Price'", "Qty * 2"}, 0}};
-    const char *formulaNames[] = {"F", "G", "H"};
-    for (const Case &c : cases) {
-        QueryHost h;
-        for (int i = 0; i < 3 && c.texts[i]; i++) ASSERT_NE(h.parse(c.texts[i], formulaNames[i]), nullptr);
-        EXPECT_EQ(ZEMIsItemUsedInComplex(h.ec, "Price") != 0, c.expected != 0) << c.texts[0];
-    }
-    QueryHost empty;
-    EXPECT_EQ(ZEMIsItemUsedInComplex(empty.ec, "Price") + ZEMIsItemUsedInComplex(nullptr, "Price") +
-                  ZEMIsItemUsedInComplex(empty.ec, nullptr), 0);
-}
-
-TEST(Queries, FunctionUsedIsATextTest) {
-    LeakCheck leaks;
-    QueryHost h, other;
-    HEXP e = h.parse("Pair(Twice(Price), 1)");
-    HEXP elsewhere = other.parse("Twice(1)");
-    for (auto name : {"Twice", "Tw", "air(", "Price"}) EXPECT_EQ(ZEMIsFunctionUsed(h.ec, e, name), 1) << name;
-    for (auto name : {"Total", "twice", ""}) EXPECT_EQ(ZEMIsFunctionUsed(h.ec, e, name), 0) << name;
-    EXPECT_EQ(ZEMIsFunctionUsed(h.ec, elsewhere, "Twice"), 0) << "not in this store";
-    EXPECT_EQ(ZEMIsFunctionUsed(h.ec, nullptr, "Twice") + ZEMIsFunctionUsed(nullptr, e, "Twice"), 0);
-}
-
-TEST(Queries, FunctionVariableAndAggregateFollowTheWalk) {
-    LeakCheck leaks;
-    // named: a formula F, or null; variable: Twice with Price as a direct argument.
-    struct Case { const char *named, *text; int variable, aggregate; } cases[] = {
-        {nullptr, "Twice(Price + 1)", 0, 0}, {nullptr, "Twice(Qty) + Price", 0, 0}, {nullptr, "Pair(Price, Twice(Qty))", 0, 0},
-        {nullptr, "Pair(Qty, Twice(Price))", 1, 0}, {nullptr, "Twice(Twice(Qty) * Twice(Price))", 1, 0},
-        {nullptr, "Tw(Price)", 0, 0}, {nullptr, "Twice(Total(Qty)) / 2", 0, 1}, {"Twice(Price)", "F() * 2", 1, 0},
-        {"Total(Qty)", "1 + F()", 0, 1}, {nullptr, "3, Twice(Price)", 1, 0}, {nullptr, "Total(Qty), 3", 0, 1},
-        {nullptr, "1 AND Twice(Price)", 1, 0}, {nullptr, "Total(Price) AND 9", 0, 1}};
-    for (const Case &c : cases) {
-        QueryHost h;
-        if (c.named) h.parse(c.named, "F");
-        HEXP e = h.parse(c.text, "E");
-        ASSERT_NE(e, nullptr);
-        EXPECT_EQ(ZEMIsFunctionVariableUsed(h.ec, e, "Twice", "Price") != 0, c.variable != 0) << c.text;
-        EXPECT_EQ(ZEMIsAggregateUsed(h.ec, e) != 0, c.aggregate != 0) << c.text;
-        EXPECT_EQ(ZEMIsFunctionVariableUsed(h.ec, e, "Twice", "Nothing"), 0);
-    }
-    QueryHost h;
-    EXPECT_EQ(ZEMIsFunctionVariableUsed(h.ec, nullptr, "Twice", "Price") + ZEMIsAggregateUsed(h.ec, nullptr), 0);
-    // A named formula that is no longer there ends its branch.
-    HEXP f = h.parse("Total(Price)", "F");
-    HEXP user = h.parse("F() + 1", "U");
-    EXPECT_NE(ZEMIsAggregateUsed(h.ec, user), 0);
-    uint16_t type = 0;
-    ASSERT_EQ(ZEMParseFormula(h.ec, f, "Total(Price)", "G", nullptr, &type), f);
-    EXPECT_EQ(ZEMIsAggregateUsed(h.ec, user), 0);
-    EXPECT_NE(ZEMIsAggregateUsed(h.ec, f), 0);
 }

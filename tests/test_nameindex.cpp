@@ -148,25 +148,4 @@ TEST(NameIndexGrowth, BatchesBetweenLookups) {
     ZEMDestroyEC(ec);
 }
 
-// Any one allocation failing after the items are in: lookups still agree.
-TEST(NameIndexGrowth, UpkeepThatRunsOutChangesNoAnswer) {
-    EachAllocationFails([](int n) {
-        SvcFailAllocAfter(0);
-        HEC ec = ZEMCreateEC(0, 0, 0, 0);
-        for (int i = 0; i < 24; i++) AddItem(ec, ZEM_ITEM_INPUT, ("N" + std::to_string(i)).c_str(), 0);
-        SvcFailAllocAfter(n);
-        expectLookupsAgree(ec, "before");
-        ExpError report = {};
-        uint16_t type = 0;
-        EXPECT_TRUE(ZEMParseString(ec, "N1 + N23", "Price", &report, &type) || report.code == ERR_MEMORY) << report.code;
-        AddItem(ec, ZEM_ITEM_INPUT, "price", 0, {.mayFail = true});
-        ZEMDelExpItemNoCheck(ec, ZEM_ITEM_INPUT, "N5");
-        bool armed = SvcFailAllocPending();
-        SvcFailAllocAfter(0);
-        expectLookupsAgree(ec, "after");
-        ZEMDestroyEC(ec);
-        if (armed) SvcFailAllocAfter(1000000);  // the loop reads whether it was reached
-    });
-}
-
 }  // namespace
