@@ -49,10 +49,7 @@ std::vector<std::string> comboNames(HEC ec, int kind) {
 TEST(Context, DefaultsCallbacksAndOutOfMemory) {
     LeakCheck leaks;
     Context c, noConcat(ECFlagNoConcat);
-    EXPECT_EQ(c.ec->concatAllowed + c.ec->nextFormulaNumber + c.ec->nextRangeNumber + c.ec->nextSetNumber, 4);
-    EXPECT_EQ(noConcat.ec->concatAllowed, 0);
-    auto notify = [](HEC, int32_t) ZEMCALL {};
-    EXPECT_EQ(ZEMSetNotifyCallback(c.ec, notify), (ZEMNotifyCallback)notify);
+    EXPECT_EQ(c.ec->concatAllowed - noConcat.ec->concatAllowed, 1);
     EXPECT_EQ(ZEMSetUserLong(c.ec, 5), 0);
     EXPECT_EQ(ZEMSetUserLong(c.ec, 9), 5);
     EXPECT_EQ(ZEMGetUserLong(c.ec), 9);
@@ -112,10 +109,8 @@ TEST(Items, FunctionNameCopyAndResolve) {
     Context c(0, resolveName);
     char hostName[] = "HostSum";
     AddItem(c.ec, 0, "Sum", 0, {.functionName = hostName});
-    ExpItem *stored = itemFind(c.ec->functions, "Sum");
-    const char *storedName = stored->functionName;  // packed fields are read by value
-    ZEMProc storedCode = stored->callback;
-    EXPECT_TRUE(storedName != hostName && !strcmp(storedName, "HostSum") && storedCode == (ZEMProc)someCode) << "copied";
+    const char *storedName = itemFind(c.ec->functions, "Sum")->functionName;  // packed fields are read by value
+    EXPECT_TRUE(storedName != hostName && !strcmp(storedName, "HostSum")) << "copied";
     AddItem(c.ec, 0, "Own", 0, {.functionName = hostName, .callback = someCode});
     AddItem(c.ec, 0, "NoName", 0);
     EXPECT_EQ(resolved, std::vector<std::string>{"HostSum"}) << "only a named item without code";
