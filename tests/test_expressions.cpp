@@ -7,7 +7,6 @@
 
 #include "context/expressions.h"
 #include "context/items.h"
-#include "context/rename.h"
 #include "language/tree.h"
 #include "support.h"
 
@@ -223,6 +222,7 @@ TEST(Queries, ItemUsedInComplex) {
         for (int i = 0; i < 3 && c.texts[i]; i++) ASSERT_NE(h.parse(c.texts[i], formulaNames[i]), nullptr);
         EXPECT_EQ(ZEMIsItemUsedInComplex(h.ec, "Price") != 0, c.expected != 0) << c.texts[0];
     }
+    EXPECT_EQ(ZEMIsItemUsedInComplex(nullptr, "Price"), 0) << "no context";
 }
 
 TEST(Queries, FunctionsVariablesAndAggregates) {

@@ -96,7 +96,9 @@ TEST(Items, FunctionNameCopyAndResolve) {
     AddItem(c.ec, 0, "Sum", 0, {.functionName = hostName});
     const char *storedName = itemFind(c.ec->functions, "Sum")->functionName;  // packed fields are read by value
     EXPECT_TRUE(storedName != hostName && !strcmp(storedName, "HostSum")) << "copied";
-    // A failed name copy stores the item without it and resolves 0.
+    AddItem(c.ec, 0, "Own", 0, {.functionName = hostName, .callback = someCode});
+    AddItem(c.ec, 0, "NoName", 0);
+    // A failed name copy (allocation 2: the fourth item fits the store's block) leaves it nameless, resolving 0.
     SvcFailAllocAfter(2);
     EXPECT_EQ(AddItem(c.ec, 0, "Lost", 0, {.functionName = hostName}), 1);
     EXPECT_EQ((const char *)itemFind(c.ec->functions, "Lost")->functionName, nullptr);

@@ -8,7 +8,6 @@
 #include "context/ec.h"
 #include "context/expressions.h"
 #include "context/items.h"
-#include "errors/errors.h"
 #include "services/platform.h"
 #include "support.h"
 
