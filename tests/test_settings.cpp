@@ -232,3 +232,27 @@ TEST(Memory, ArrayGrowthUnderAWalker) {
     EXPECT_EQ(SvcArrayGrow(h, 0), 0u) << "only position -1 appends";
     SvcArrayDestroy(h);  // a locked array may be destroyed
 }
+
+// A block comes zeroed, also where a dirty one of its size was just freed; a
+// change of size keeps the bytes below both sizes and zeroes what it adds,
+// whether the block stays in place or moves. A failed change keeps the block.
+TEST(Memory, BlocksZeroedAndKeptThroughSizeChanges) {
+    LeakCheck leaks;
+    const std::vector<size_t> chains[] = {{25, 25}, {30, 4, 30}, {32, 64, 10, 50}, {60, 200, 20, 40}, {1, 33}};
+    for (const auto &sizes : chains) {
+        SvcFree(memset(SvcAlloc(sizes[0]), 0xAB, sizes[0]));
+        std::vector<unsigned char> model;
+        unsigned char *p = 0;
+        for (size_t n : sizes) {
+            p = (unsigned char *)(p ? SvcRealloc(p, n) : SvcAlloc(n));
+            model.resize(n, 0);
+            ASSERT_TRUE(p && SvcSize(p) == n && memcmp(p, model.data(), n) == 0) << sizes[0] << " to " << n;
+            memset(p, (int)n, n);
+            memset(model.data(), (int)n, n);
+        }
+        SvcFailAllocAfter(1);
+        EXPECT_EQ(SvcRealloc(p, 8), nullptr);
+        EXPECT_EQ(memcmp(p, model.data(), model.size()), 0) << "a failed change leaves the block as it was";
+        SvcFree(p);
+    }
+}
