@@ -13,7 +13,6 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// A block laid out byte by byte.
 struct Block {
     Bytes b;
     // Version 0 has no version byte: the first name's terminator stands there.
@@ -62,6 +61,16 @@ int gNotified;
 void ZEMCALL notify(HEC, int32_t code) { gNotified += code == 2; }
 std::vector<std::string> gReports;
 void ZEMCALL onError(HEC, const char *text, const ExpError *error) { gReports.push_back(std::string(text) + ":" + std::to_string(error->code)); }
+// The host's repair: the corrections in order, "refuse" for none.
+std::vector<std::string> gFixes, gAsked;
+const char *ZEMCALL repairText(HEC, const char *text, const char *name, const ExpError *error) {
+    gAsked.push_back(std::string(name) + ":" + text + ":" + std::to_string(error->code));
+    if (gFixes.empty()) return nullptr;
+    static std::string fix;
+    fix = gFixes.front();
+    gFixes.erase(gFixes.begin());
+    return fix == "refuse" ? nullptr : fix.c_str();
+}
 
 struct Target {
     HEC ec;
@@ -199,8 +208,6 @@ TEST(Reader, ShapesOfBlocks) {
         {"a negative parameter count", withFunctions(-3, 1), 1, 1, 1, 1},
         {"a function record cut short", truncated, 1, 0, 1, 0},
         {"version 1 knows no functions", Block(1).names().word(251).word(0).word(252).word(1).expression("1", "One").b, 1, 1, 0, 0},
-        {"version 1 item", Block(1).names().word(250).word(1).oldItem(60, "Price", 0, "").word(252).word(1)
-                               .expression("Price", "P").b, 1, 1, 1, 1},
         {"version 1: no forward reference", Block(1).names().word(252).word(2).expression("Next() + 1", "First")
                                .expression("1", "Next").b, 1, 0, 0, 0, {"Next() + 1:103"}},
         {"version 1: a name repeated", Block(1).names().word(252).word(2).expression("1", "A").expression("2", "A").b,
@@ -290,21 +297,6 @@ TEST(Reader, NamesResolvedAndForwardReferencesKeepTheOrder) {
     }
 }
 
-namespace {
-
-// The host's repair: corrections in order.
-std::vector<std::string> gFixes, gAsked;
-const char *ZEMCALL repairText(HEC, const char *text, const char *name, const ExpError *error) {
-    gAsked.push_back(std::string(name) + ":" + text + ":" + std::to_string(error->code));
-    if (gFixes.empty()) return nullptr;
-    static std::string fix;
-    fix = gFixes.front();
-    gFixes.erase(gFixes.begin());
-    return fix == "refuse" ? nullptr : fix.c_str();
-}
-
-}  // namespace
-
 TEST(Reader, RepairThroughTheHost) {
     Bytes b = Block().names().word(250).word(1).item("Price", 0, "").word(252).word(2)
                   .expression("Price +", "Broken").expression("Price * 2", "Later").b;
@@ -333,8 +325,7 @@ TEST(Reader, RepairThroughTheHost) {
 int gShown;
 int32_t ZEMCALL countShown(HZEMWND, const char *, const ExpError *, const char *, int32_t) { return ++gShown; }
 
-// Without a builder or an error callback a failed text is shown; versions 0
-// and 1 fail silently.
+// Versions 0 and 1 fail silently.
 TEST(Reader, WithoutABuilderAFailedTextIsReported) {
     ZEMErrorDisplayHook former = ZEMSetErrorDisplayHook(countShown);
     for (int version : {1, 2}) {
@@ -348,8 +339,6 @@ TEST(Reader, WithoutABuilderAFailedTextIsReported) {
 }
 #endif
 
-// Random contexts with formulas naming earlier or later ones, ranges, sets,
-// dates: read into a fresh context they write the same bytes.
 TEST(Reader, RandomContextsComeBackByteForByte) {
     for (unsigned seed = 1; seed <= 30; seed++) {
         unsigned state = seed;
