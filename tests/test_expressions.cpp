@@ -139,7 +139,6 @@ TEST(Store, OrdinalsTextsAndDestroy) {
 TEST(Names, GeneratedUniqueAndUsed) {
     LeakCheck leaks;
     Host c;
-    EXPECT_STREQ(generateExpressionName(c.ec, KindFormula), "Formula1");
     c.parse("1", "Formula1");
     EXPECT_EQ(c.name(c.parse("3")), "Formula2");
     EXPECT_EQ(c.name(c.parse("4", "")), "Formula3") << "an empty name is generated too";
@@ -260,8 +259,6 @@ TEST(Queries, FunctionsVariablesAndAggregates) {
     EXPECT_NE(ZEMIsAggregateUsed(h.ec, f), 0);
 }
 
-// ---- Rename: the new text, a tree that matches a fresh parse of it node
-// by node, and the text block's size.
 TEST(Rename, TextAndTreeAgreeWithAFreshParse) {
     LeakCheck leaks;
     const char *const kKatakana = "\x83\x7C\x83\x43\x83\x93\x83\x67";
@@ -336,7 +333,6 @@ TEST(Rename, OutOfMemoryLeavesOneExpressionWholeAndDoesTheOthers) {
     EXPECT_GT(failedInRename, 0) << "some failure fell inside the rename";
 }
 
-// ---- Guarded delete: users are offered before what they use.
 TEST(Delete, OffersUsersBeforeWhatTheyUse) {
     LeakCheck leaks;
     struct Case {
