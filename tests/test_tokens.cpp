@@ -1,6 +1,5 @@
-// The tokeniser: tokens, values and spans to the byte, two-word keywords,
-// both code pages, the token length limit across the moving window, and
-// failing allocations.
+// The tokeniser: tokens, values and spans to the byte, two-word keywords, both
+// code pages, the token length limit across the moving window, failing allocations.
 #include <string.h>
 
 #include <string>
