@@ -1,5 +1,4 @@
-// The formula builder's logic over in-memory windows that keep texts,
-// selections, rows and states and record questions, reports, drawing and posts.
+// The formula builder's logic over in-memory windows that record questions, reports, drawing and posts.
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -48,9 +47,17 @@ HWND item(HWND dialog, int id) {
     return 0;
 }
 
-// Without onBuilder a builder is cancelled at once; an error dialog is
-// confirmed at once.
-struct Fixture {
+void ZEMCALL noValues(HEC, const char *, HZEMWND, int32_t, int32_t *) {}
+int ZEMCALL allow(HEC, HEXP, HZEMWND) { return 1; }
+int ZEMCALL refuse(HEC, HEXP, HZEMWND) { return 0; }
+extern const BuilderUi kFakeUi;
+struct Session;
+Session *gF;
+
+// A context with four input items and a function, and the windows. Without
+// onBuilder a builder is cancelled at once; an error dialog is confirmed at once.
+struct Session {
+    HEC ec;
     std::function<void(HWND)> onBuilder;
     std::deque<int> answers;  // for the questions, in order
     std::vector<Question> questions;
@@ -63,8 +70,20 @@ struct Fixture {
     int beeps = 0, wrongFormer = 0, bitmapsLoaded = 0, bitmapsFreed = 0;
     Win *builder = nullptr;
     std::vector<std::unique_ptr<Win>> top;
-    Fixture();
-    ~Fixture();
+    explicit Session(bool values = true, uint16_t flags = ECFlagRangesAndSets) {
+        gF = this, UiReplace(&kFakeUi);
+        ec = ZEMCreateEC(nullptr, nullptr, nullptr, flags);
+        for (const char *name : {"Price", "Qty", "Rate"}) AddItem(ec, ZEM_ITEM_INPUT, name, ZEM_TYPE_NUMBER);
+        AddItem(ec, ZEM_ITEM_INPUT, "Name", ZEM_TYPE_STRING);
+        AddItem(ec, ZEM_ITEM_FUNCTION, "Half", ZEM_TYPE_NUMBER, {.callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
+        if (values) ZEMSetListValuesCallback(ec, noValues);
+        ZEMSetDelPermissionCallback(ec, allow);
+    }
+    ~Session() {
+        ZEMDestroyEC(ec);
+        EXPECT_EQ(0, wrongFormer) << "a message went to another control's former handler";
+        UiReplace(0), gF = nullptr;
+    }
     HWND item(int id) const { return ::item((HWND)builder, id); }
     Win *at(int id) const { return W(item(id)); }
     Win *side(UiDialog kind) const {
@@ -106,10 +125,24 @@ struct Fixture {
         for (auto &r : at(id)->rows) out.push_back(r.first);
         return out;
     }
+    // Runs the builder of a type with a script; gives the saved expression.
+    HEXP run(std::function<void()> script, int32_t type = 0, HEXP open = nullptr, const char *start = "") {
+        onBuilder = [script](HWND) { script(); };
+        return ZEMBuildExpressionOfType(nullptr, ec, open, 0, type, start);
+    }
+    int rowOf(int list, const std::string &text) {
+        Strings r = rows(list);
+        auto found = std::find(r.begin(), r.end(), text);
+        return found == r.end() ? -1 : (int)(found - r.begin());
+    }
+    void pick(int list, const char *text) { pick(list, rowOf(list, text)); }
+    void select(int list, const char *text) { select(list, rowOf(list, text)); }
+    intptr_t send(HWND w, unsigned m, uintptr_t wp = 0, intptr_t lp = 0) {
+        intptr_t result = Ui()->send(w, m, wp, lp);
+        return pump(), result;
+    }
 };
-Fixture *gF;
 
-// Rectangles of the builder's controls that the layout reads.
 const struct { int id; UiRect rect; } kRects[] = {
     {1, {18, 450, 102, 478}}, {100, {0, 0, 602, 90}}, {106, {18, 114, 180, 284}},
     {107, {416, 114, 574, 284}}, {112, {470, 340, 500, 364}}, {113, {464, 272, 566, 358}},
@@ -303,47 +336,6 @@ const BuilderUi kFakeUi = {
     [](void *, const char *text, const UiRect *r, unsigned flags) { draw(std::string("text ") + text + " " + std::to_string(flags) + " ", r); },
     [](void *, const UiRect *r) { draw("invert ", r); }, [](void *, const UiRect *r) { draw("focus ", r); },
 };
-
-Fixture::Fixture() { gF = this, UiReplace(&kFakeUi); }
-Fixture::~Fixture() {
-    EXPECT_EQ(0, wrongFormer) << "a message went to another control's former handler";
-    UiReplace(0), gF = nullptr;
-}
-
-void ZEMCALL noValues(HEC, const char *, HZEMWND, int32_t, int32_t *) {}
-int ZEMCALL allow(HEC, HEXP, HZEMWND) { return 1; }
-int ZEMCALL refuse(HEC, HEXP, HZEMWND) { return 0; }
-
-// A context with four input items and a function, and the windows.
-struct Session : Fixture {
-    HEC ec;
-    explicit Session(bool values = true, uint16_t flags = ECFlagRangesAndSets) {
-        ec = ZEMCreateEC(nullptr, nullptr, nullptr, flags);
-        for (const char *name : {"Price", "Qty", "Rate"}) AddItem(ec, ZEM_ITEM_INPUT, name, ZEM_TYPE_NUMBER);
-        AddItem(ec, ZEM_ITEM_INPUT, "Name", ZEM_TYPE_STRING);
-        AddItem(ec, ZEM_ITEM_FUNCTION, "Half", ZEM_TYPE_NUMBER, {.callback = Proc(allow), .params = Params({ZEM_TYPE_NUMBER})});
-        if (values) ZEMSetListValuesCallback(ec, noValues);
-        ZEMSetDelPermissionCallback(ec, allow);
-    }
-    ~Session() { ZEMDestroyEC(ec); }
-    // Runs the builder of a type with a script; gives the saved expression.
-    HEXP run(std::function<void()> script, int32_t type = 0, HEXP open = nullptr, const char *start = "") {
-        onBuilder = [script](HWND) { script(); };
-        return ZEMBuildExpressionOfType(nullptr, ec, open, 0, type, start);
-    }
-    int rowOf(int list, const std::string &text) {
-        Strings r = rows(list);
-        auto found = std::find(r.begin(), r.end(), text);
-        return found == r.end() ? -1 : (int)(found - r.begin());
-    }
-    void pick(int list, const char *text) { Fixture::pick(list, rowOf(list, text)); }
-    void select(int list, const char *text) { Fixture::select(list, rowOf(list, text)); }
-    intptr_t send(HWND w, unsigned m, uintptr_t wp = 0, intptr_t lp = 0) {
-        intptr_t result = Ui()->send(w, m, wp, lp);
-        return pump(), result;
-    }
-};
-
 std::string Str(unsigned id) {  // a string of the table, in the active code page
     char text[512];
     return loadString(id, text, sizeof(text)), text;
@@ -533,7 +525,7 @@ TEST(Builder, OpeningEntriesSwitchesModesAndCaptions) {
         EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
-        b.Fixture::select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
+        b.select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
         EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
         EXPECT_TRUE(b.text(ID_TEXT).starts_with("Expression,") && b.at(ID_NAME)->enabled) << "the mode's template";
     }, 0, used);
@@ -544,7 +536,7 @@ TEST(Builder, KeysClicksAndTheClipboard) {
     ParseOk(b.ec, "Price * 2", "Double");
     b.run([&] {
         HWND forms = b.item(ID_EXPRESSIONS), pane = b.item(ID_STATUS);
-        for (int row : {0, 1}) b.Fixture::select(ID_EXPRESSIONS, row), b.send(forms, UI_WM_CHAR, ' ');
+        for (int row : {0, 1}) b.select(ID_EXPRESSIONS, row), b.send(forms, UI_WM_CHAR, ' ');
         EXPECT_EQ("Double()", b.text(ID_TEXT)) << "row 0 inserts nothing";
         Win stranger;
         for (HWND from : {b.item(ID_NAME), (HWND)&stranger, (HWND)0}) {
