@@ -209,19 +209,16 @@ void destroyTree(Win *w) {
 
 intptr_t runDialog(HWND owner, UiDialog which, void *param) {
     Win *w = makeWindow(which, W(owner));
-    HWND h = (HWND)w;
+    if (which == UiBuilder) gF->builder = w;
+    dispatch(w, UI_WM_SETFONT, 1, 0);
+    dispatch(w, UI_WM_INITDIALOG, 0, (intptr_t)param);
+    dispatch(w, UI_WM_PAINT, 0, 0);
+    gF->pump();
     if (which == UiBuilder) {
-        gF->builder = w;
-        dispatch(w, UI_WM_SETFONT, 1, 0);
-        dispatch(w, UI_WM_INITDIALOG, 0, (intptr_t)param);
-        gF->pump();
-        if (!w->ended && gF->onBuilder) gF->onBuilder(h);
+        if (!w->ended && gF->onBuilder) gF->onBuilder((HWND)w);
         if (!w->ended) w->result = UI_IDCANCEL;
     } else {
-        dispatch(w, UI_WM_INITDIALOG, 0, 0);
-        dispatch(w, UI_WM_PAINT, 0, 0);
-        gF->pump();
-        Win *t = W(item(h, ID_ERROR_TEXT));
+        Win *t = W(item((HWND)w, ID_ERROR_TEXT));
         gF->reports.push_back({which, t->text, threadBlock()->dialogError.code,
                                (uint32_t)(t->selEnd - t->selStart)});
         dispatch(w, UI_WM_COMMAND, ID_ERROR_OK, 0);
@@ -365,8 +362,9 @@ TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
     }
 }
 
-TEST(Builder, ButtonsPicksAndTheSpareOperator) {
+TEST(Builder, ButtonsPicksKeysAndTheClipboard) {
     Session b;
+    ParseOk(b.ec, "Price * 2", "Double");
     EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(b.run([&] {
         EXPECT_FALSE(b.at(ID_OK)->enabled) << "no text yet";
         b.pick(ID_ITEMS, "Price"), b.press(ID_TIMES), b.pick(ID_ITEMS, "Qty");
@@ -374,24 +372,32 @@ TEST(Builder, ButtonsPicksAndTheSpareOperator) {
                        ID_DIGIT0 + 2, (int)ID_DIVIDE, ID_DIGIT0 + 4, (int)ID_OK})
             b.press(id);
     })));
-    struct Case { uint16_t flags; const char *caption, *inserted; } cases[] = {
-        {0, "", " || "}, {ECFlagNoConcat, nullptr, ""}, {ECFlagNoConcat | ECFlagModulo, "%", " % "}};
-    for (const Case &c : cases) {
-        Session s(true, c.flags);
-        s.run([&] {
-            EXPECT_EQ(c.caption != nullptr, s.at(ID_SPARE)->shown) << c.flags;
-            if (!c.caption) return;
-            EXPECT_EQ(382, s.at(ID_OPERATOR_FRAME)->rect.bottom);
-            s.press(ID_SPARE);
-            EXPECT_EQ(std::string(c.caption) + "|" + c.inserted, s.text(ID_SPARE) + "|" + s.text(ID_TEXT));
-        });
-    }
+    b.run([&] {
+        for (int row : {0, 1}) b.select(ID_EXPRESSIONS, row), b.send(b.item(ID_EXPRESSIONS), UI_WM_CHAR, ' ');
+        EXPECT_EQ("Double()", b.text(ID_TEXT)) << "row 0 inserts nothing";
+        Win stranger;
+        for (HWND from : {b.item(ID_NAME), (HWND)&stranger, (HWND)0}) {
+            b.send(b.item(ID_STATUS), UI_WM_SETFOCUS, (uintptr_t)from);
+            EXPECT_EQ(from == b.item(ID_NAME) ? from : b.item(ID_TEXT), b.focused) << "a sibling or the text";
+        }
+        b.type(ID_TEXT, "Price + Qty");
+        EXPECT_FALSE(b.at(ID_PASTE)->enabled) << "an empty clipboard";
+        b.selectText(0, 5);
+        b.send(b.item(ID_TEXT), UI_WM_LBUTTONUP);  // the mouse let go in the field
+        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_TRUE(b.at(id)->enabled) << id;
+        b.press(ID_COPY);
+        EXPECT_TRUE(b.at(ID_PASTE)->enabled);
+        b.press(ID_PARENS);
+        EXPECT_EQ("(Price) + Qty", b.text(ID_TEXT));
+        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_FALSE(b.at(id)->enabled) << id;
+        b.selectText(10, 13), b.press(ID_CUT), b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
+        EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
+    });
 }
 
-TEST(Builder, RangeAndSetTemplatesFillByPicks) {
+TEST(Builder, RangeAndSetTemplatesAndOpeningEntries) {
     Session b;
     HEXP range = b.run([&] {
-        EXPECT_EQ("Expression AND Expression", b.text(ID_TEXT));
         EXPECT_FALSE(b.at(ID_TEXT)->modified) << "an untouched template asks nothing";
         b.pick(ID_ITEMS, "Price");
         EXPECT_EQ("Expression", b.selection()) << "the second word";
@@ -399,7 +405,6 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
     }, 2);
     EXPECT_EQ(std::to_string(KindRange) + " Price AND Qty", kindAndText(range));
     HEXP set = b.run([&] {
-        EXPECT_EQ("Expression, Expression [,Expression...]", b.text(ID_TEXT));
         for (const char *name : {"Price", "Qty", "Rate"}) b.pick(ID_ITEMS, name);
         EXPECT_EQ("Price, Qty ,Rate [,Expression...]|[,Expression...]", b.text(ID_TEXT) + "|" + b.selection())
             << "the tail stays open";
@@ -413,6 +418,27 @@ TEST(Builder, RangeAndSetTemplatesFillByPicks) {
         b.answers = {UI_IDYES}, b.press(ID_MODE_RANGE);
         EXPECT_TRUE(b.at(ID_MODE_SET)->checked) << "a save that fails stops the change";
     }, 1);
+    HEXP used = ParseOk(b.ec, "Qty + 1", "Span2");
+    ParseOk(b.ec, "Span2() + 1", "Uses");
+    b.run([&] {
+        EXPECT_FALSE(b.at(ID_NAME)->enabled) << "named by another";
+        EXPECT_EQ(Str(207) + " - Span2", b.builder->text);
+        struct Step { const char *row; unsigned open, show; } steps[] = {
+            {"Span", 236, 239}, {"Group", 237, 240}, {"[ New Formula ]", 235, 238}};
+        for (const Step &s : steps) {
+            b.select(ID_EXPRESSIONS, s.row);
+            EXPECT_EQ(Str(s.open) + "|" + Str(s.show), b.text(ID_OPEN) + "|" + b.text(ID_SHOW_TEXT)) << s.row;
+        }
+        b.select(ID_EXPRESSIONS, "Span"), b.press(ID_OPEN);
+        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked) << "opening switches to the entry's kind";
+        EXPECT_TRUE(b.rows(ID_EXPRESSIONS)[0] == "[ New Range ]" && b.at(ID_EXPRESSIONS)->rows[0].second == -1);
+        EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
+        b.press(ID_MODE_SET);
+        EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
+        b.select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
+        EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
+        EXPECT_TRUE(b.text(ID_TEXT).starts_with("Expression,") && b.at(ID_NAME)->enabled) << "the mode's template";
+    }, 0, used);
 }
 
 TEST(Builder, QuestionsBeforeSaving) {
@@ -482,10 +508,12 @@ TEST(Builder, NameErrorsRenameAndDelete) {
     EXPECT_TRUE(b.questions.back().text == "Delete Permission Denied." && ZEMGetExpressionCount(b.ec) == 2);
 }
 
-TEST(Builder, ListsModesAndTitles) {
-    struct Case { int32_t type; uint16_t flags; unsigned title; const char *entry; int checked; } cases[] = {
-        {1, 0, 213, "[ New Set ]", ID_MODE_SET}, {2, ECFlagShowGenerated, 212, "[ New Range ]", ID_MODE_RANGE},
-        {7, 0, 207, "[ New Formula ]", ID_MODE_FORMULA}};
+TEST(Builder, ListsModesTitlesAndTheSpareOperator) {
+    struct Case { int32_t type; uint16_t flags; unsigned title; const char *entry; int checked;
+                  const char *spare, *inserted; } cases[] = {
+        {1, 0, 213, "[ New Set ]", ID_MODE_SET, "", " || , Expression [,Expression...]"},
+        {2, ECFlagShowGenerated | ECFlagNoConcat, 212, "[ New Range ]", ID_MODE_RANGE, nullptr, ""},
+        {7, ECFlagNoConcat | ECFlagModulo, 207, "[ New Formula ]", ID_MODE_FORMULA, "%", " % "}};
     for (const Case &c : cases) {
         Session b(true, ECFlagRangesAndSets | c.flags);
         AddItem(b.ec, ZEM_ITEM_KEYWORD, "Hidden", 255);
@@ -495,67 +523,18 @@ TEST(Builder, ListsModesAndTitles) {
         b.run([&] {
             EXPECT_EQ((Strings{"Name", "Price", "Qty", "Rate", "Today"}), b.rows(ID_ITEMS));
             Strings expected = {c.entry, "Formula12", "Twelve"};
-            if (!c.flags) expected.erase(expected.begin() + 1);  // a generated name shown on request only
+            if (!(c.flags & ECFlagShowGenerated)) expected.erase(expected.begin() + 1);  // a generated name shown on request only
             EXPECT_EQ(expected, b.rows(ID_EXPRESSIONS));
             EXPECT_EQ(Str(c.title) + " - " + c.entry + "|" + Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)),
                       b.builder->text + "|" + b.text(ID_STATUS));
             EXPECT_EQ((UiRect{212, 163, 390, 280}), b.at(ID_EXPRESSIONS)->rect) << "whole rows below the modes";
+            EXPECT_EQ(c.spare != nullptr, b.at(ID_SPARE)->shown) << c.flags;
+            if (!c.spare) return;
+            EXPECT_EQ(382, b.at(ID_OPERATOR_FRAME)->rect.bottom);
+            b.press(ID_SPARE);
+            EXPECT_EQ(std::string(c.spare) + "|" + c.inserted, b.text(ID_SPARE) + "|" + b.text(ID_TEXT));
         }, c.type);
     }
-}
-
-TEST(Builder, OpeningEntriesSwitchesModesAndCaptions) {
-    Session b;
-    ParseOk(b.ec, "Price AND Qty", "Span");
-    HEXP used = ParseOk(b.ec, "Qty + 1", "Span2");
-    ParseOk(b.ec, "Span2() + 1", "Uses");
-    ParseOk(b.ec, "Price, Qty", "Group");
-    b.run([&] {
-        EXPECT_FALSE(b.at(ID_NAME)->enabled) << "named by another";
-        EXPECT_EQ(Str(207) + " - Span2", b.builder->text);
-        struct Step { const char *row; unsigned open, show; } steps[] = {
-            {"Span", 236, 239}, {"Group", 237, 240}, {"[ New Formula ]", 235, 238}};
-        for (const Step &s : steps) {
-            b.select(ID_EXPRESSIONS, s.row);
-            EXPECT_EQ(Str(s.open) + "|" + Str(s.show), b.text(ID_OPEN) + "|" + b.text(ID_SHOW_TEXT)) << s.row;
-        }
-        b.select(ID_EXPRESSIONS, "Span"), b.press(ID_OPEN);
-        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked) << "opening switches to the entry's kind";
-        EXPECT_TRUE(b.rows(ID_EXPRESSIONS)[0] == "[ New Range ]" && b.at(ID_EXPRESSIONS)->rows[0].second == -1);
-        EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
-        b.press(ID_MODE_SET);
-        EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
-        b.select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
-        EXPECT_EQ(nullptr, threadBlock()->editedExpression) << "row 0 is the new entry";
-        EXPECT_TRUE(b.text(ID_TEXT).starts_with("Expression,") && b.at(ID_NAME)->enabled) << "the mode's template";
-    }, 0, used);
-}
-
-TEST(Builder, KeysClicksAndTheClipboard) {
-    Session b;
-    ParseOk(b.ec, "Price * 2", "Double");
-    b.run([&] {
-        HWND forms = b.item(ID_EXPRESSIONS), pane = b.item(ID_STATUS);
-        for (int row : {0, 1}) b.select(ID_EXPRESSIONS, row), b.send(forms, UI_WM_CHAR, ' ');
-        EXPECT_EQ("Double()", b.text(ID_TEXT)) << "row 0 inserts nothing";
-        Win stranger;
-        for (HWND from : {b.item(ID_NAME), (HWND)&stranger, (HWND)0}) {
-            b.send(pane, UI_WM_SETFOCUS, (uintptr_t)from);
-            EXPECT_EQ(from == b.item(ID_NAME) ? from : b.item(ID_TEXT), b.focused) << "a sibling or the text";
-        }
-        b.type(ID_TEXT, "Price + Qty");
-        EXPECT_FALSE(b.at(ID_PASTE)->enabled) << "an empty clipboard";
-        b.selectText(0, 5);
-        b.send(b.item(ID_TEXT), UI_WM_LBUTTONUP);  // the mouse let go in the field
-        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_TRUE(b.at(id)->enabled) << id;
-        b.press(ID_COPY);
-        EXPECT_TRUE(b.at(ID_PASTE)->enabled);
-        b.press(ID_PARENS);
-        EXPECT_EQ("(Price) + Qty", b.text(ID_TEXT));
-        for (int id : {ID_COPY, ID_CUT, ID_CLEAR, ID_PARENS}) EXPECT_FALSE(b.at(id)->enabled) << id;
-        b.selectText(10, 13), b.press(ID_CUT), b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
-        EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
-    });
 }
 
 TEST(Builder, RowsDrawnWithTheirKindsBitmaps) {
@@ -608,7 +587,7 @@ TEST(BuilderSide, ValuesDialogAndTextView) {
         EXPECT_TRUE(gValueCalls.back() == "Name:0" && !b.at(ID_VALUES)->enabled) << "pressed again while open";
         b.send((HWND)values, UI_WM_CLOSE);
         EXPECT_TRUE(b.text(ID_VALUES) == Str(245) && b.at(ID_VALUES)->enabled);
-        HWND forms = b.item(ID_EXPRESSIONS);
+        HWND forms = (HWND)list;
         b.send(forms, UI_WM_RBUTTONDBLCLK, 0, 2);  // on row 2
         ASSERT_NE(nullptr, view = b.side(UiTextView));
         Win *text = W(Ui()->item((HWND)view, ID_SIDE_CONTROL));
