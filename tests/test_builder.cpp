@@ -523,7 +523,7 @@ TEST(Builder, ListsModesTitlesAndTheSpareOperator) {
         b.run([&] {
             EXPECT_EQ((Strings{"Name", "Price", "Qty", "Rate", "Today"}), b.rows(ID_ITEMS));
             Strings expected = {c.entry, "Formula12", "Twelve"};
-            if (!(c.flags & ECFlagShowGenerated)) expected.erase(expected.begin() + 1);  // a generated name shown on request only
+            if (!(c.flags & ECFlagShowGenerated)) expected.erase(expected.begin() + 1);  // a generated name
             EXPECT_EQ(expected, b.rows(ID_EXPRESSIONS));
             EXPECT_EQ(Str(c.title) + " - " + c.entry + "|" + Str(232 + (unsigned)(c.checked - ID_MODE_FORMULA)),
                       b.builder->text + "|" + b.text(ID_STATUS));
@@ -551,9 +551,8 @@ TEST(Builder, RowsDrawnWithTheirKindsBitmaps) {
         ParseOk(b.ec, "Price AND Qty", "Span");
         b.run([&] {
             UiDrawItem draw = {c.action, c.state, c.row, {0, 0, 100, 13}, nullptr};
-            HWND d = (HWND)b.builder;
-            EXPECT_EQ(13, b.send(d, UI_WM_MEASUREITEM, ID_EXPRESSIONS));
-            b.send(d, UI_WM_DRAWITEM, ID_EXPRESSIONS, (intptr_t)&draw);
+            EXPECT_EQ(13, b.send((HWND)b.builder, UI_WM_MEASUREITEM, ID_EXPRESSIONS));
+            b.send((HWND)b.builder, UI_WM_DRAWITEM, ID_EXPRESSIONS, (intptr_t)&draw);
             EXPECT_EQ(c.drawn, b.drawn) << c.values << " " << c.action << " " << c.state;
             for (int id : {ID_MODE_FORMULA, ID_MODE_LABEL, ID_VALUES}) EXPECT_EQ(c.values, b.at(id)->shown) << id;
         }, 1);
@@ -567,7 +566,7 @@ void ZEMCALL hostValues(HEC, const char *name, HZEMWND list, int32_t refresh, in
     for (const std::string &row : gValueRows) Ui()->listAdd((HWND)list, row.c_str());
 }
 
-TEST(BuilderSide, ValuesDialogAndTextView) {
+TEST(BuilderSide, ValuesDialogTextViewAndLiterals) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     ParseOk(b.ec, "Price AND Qty", "Span");
@@ -587,28 +586,23 @@ TEST(BuilderSide, ValuesDialogAndTextView) {
         EXPECT_TRUE(gValueCalls.back() == "Name:0" && !b.at(ID_VALUES)->enabled) << "pressed again while open";
         b.send((HWND)values, UI_WM_CLOSE);
         EXPECT_TRUE(b.text(ID_VALUES) == Str(245) && b.at(ID_VALUES)->enabled);
-        HWND forms = (HWND)list;
-        b.send(forms, UI_WM_RBUTTONDBLCLK, 0, 2);  // on row 2
+        b.send((HWND)list, UI_WM_RBUTTONDBLCLK, 0, 2);  // on row 2
         ASSERT_NE(nullptr, view = b.side(UiTextView));
         Win *text = W(Ui()->item((HWND)view, ID_SIDE_CONTROL));
         EXPECT_EQ(2, list->selected) << "the row under the mouse";
         EXPECT_EQ(Str(218) + " - Span|Price AND Qty", view->text + "|" + text->text);
         EXPECT_FALSE(b.at(ID_SHOW_TEXT)->enabled);
         list->selected = 0;
-        b.send(forms, UI_WM_KEYUP, UI_VK_UP);
+        b.send((HWND)list, UI_WM_KEYUP, UI_VK_UP);
         EXPECT_EQ(Str(217) + "|", view->text + "|" + text->text) << "row 0 shows the mode";
         list->selected = 3;
-        b.send(forms, UI_WM_KEYUP, UI_VK_DOWN);
+        b.send((HWND)list, UI_WM_KEYUP, UI_VK_DOWN);
         EXPECT_EQ(Str(219) + " - Group", view->text);
         b.send((HWND)view, MSG_SHOW_EXPRESSION, 7);
         EXPECT_EQ("", view->text) << "no title for a mode that is none";
         b.send((HWND)view, UI_WM_CLOSE);
         EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled && !b.side(UiTextView));
     }, 0, nullptr, "Name");
-}
-
-TEST(BuilderSide, LiteralTextOfValuesAndDates) {
-    Session b;
     ThreadBlock *tb = threadBlock();
     tb->context = b.ec;
     ZEMSetDatePicture(b.ec, "yyyy-mm-dd", "yyyy-mm-dd HH:nn:ss", "HH:nn:ss");
