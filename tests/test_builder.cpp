@@ -441,7 +441,7 @@ TEST(Builder, RangeAndSetTemplatesAndOpeningEntries) {
     }, 0, used);
 }
 
-TEST(Builder, QuestionsBeforeSaving) {
+TEST(Builder, QuestionsNameErrorsAndDelete) {
     for (int answer : {(int)UI_IDYES, (int)UI_IDNO, 0}) {
         Session b(answer != 0);
         if (answer) b.answers = {answer};
@@ -455,24 +455,6 @@ TEST(Builder, QuestionsBeforeSaving) {
                       q.text + std::to_string(q.style));
         EXPECT_EQ(answer != UI_IDNO, saved != nullptr);
     }
-    Session b;
-    ParseOk(b.ec, "Price * 2", "Double");
-    struct Case { int answer; const char *textAfter; int count; } cases[] = {
-        {UI_IDCANCEL, "Qty + 1", 1}, {UI_IDNO, "Price * 2", 1}, {UI_IDYES, "Price * 2", 2}};
-    for (const Case &c : cases) {  // when another entry is opened
-        b.answers = {c.answer};
-        b.run([&] {
-            b.type(ID_TEXT, "Qty + 1"), b.select(ID_EXPRESSIONS, "Double"), b.press(ID_OPEN);
-            EXPECT_EQ(c.textAfter, b.text(ID_TEXT)) << c.answer;
-            EXPECT_EQ(c.count + 1u, b.rows(ID_EXPRESSIONS).size()) << "a saved row is appended";
-            EXPECT_EQ(c.answer == UI_IDCANCEL ? nullptr : ZEMHEXPFromName(b.ec, "Double"), threadBlock()->editedExpression);
-        });
-        EXPECT_EQ(c.count, ZEMGetExpressionCount(b.ec)) << c.answer;
-        EXPECT_EQ(Str(202) + "|" + Str(203), b.questions.back().text + "|" + b.questions.back().title);
-    }
-}
-
-TEST(Builder, NameErrorsRenameAndDelete) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     ParseOk(b.ec, "Double() + 1", "Next");
@@ -506,6 +488,19 @@ TEST(Builder, NameErrorsRenameAndDelete) {
     b.answers = {UI_IDOK};
     b.run([&] { b.select(ID_EXPRESSIONS, "Twice"), b.press(ID_DELETE); });
     EXPECT_TRUE(b.questions.back().text == "Delete Permission Denied." && ZEMGetExpressionCount(b.ec) == 2);
+    struct Case { int answer; const char *textAfter; int count; } cases[] = {
+        {UI_IDCANCEL, "Qty + 1", 2}, {UI_IDNO, "Price * 2", 2}, {UI_IDYES, "Price * 2", 3}};
+    for (const Case &c : cases) {  // when another entry is opened
+        b.answers = {c.answer};
+        b.run([&] {
+            b.type(ID_TEXT, "Qty + 1"), b.select(ID_EXPRESSIONS, "Double"), b.press(ID_OPEN);
+            EXPECT_EQ(c.textAfter, b.text(ID_TEXT)) << c.answer;
+            EXPECT_EQ(c.count + 1u, b.rows(ID_EXPRESSIONS).size()) << "a saved row is appended";
+            EXPECT_EQ(c.answer == UI_IDCANCEL ? nullptr : ZEMHEXPFromName(b.ec, "Double"), threadBlock()->editedExpression);
+        });
+        EXPECT_EQ(c.count, ZEMGetExpressionCount(b.ec)) << c.answer;
+        EXPECT_EQ(Str(202) + "|" + Str(203), b.questions.back().text + "|" + b.questions.back().title);
+    }
 }
 
 TEST(Builder, ListsModesTitlesAndTheSpareOperator) {
