@@ -340,7 +340,9 @@ std::string Str(unsigned id) {  // a string of the table, in the active code pag
 std::string textOf(HEXP exp) { return exp ? exp->text : "(none)"; }
 std::string kindAndText(HEXP exp) { return exp ? std::to_string(kindOf(exp)) + " " + exp->text : "(none)"; }
 
-TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
+TEST(Builder, PicksButtonsKeysAndTheClipboard) {
+    Session b;
+    ParseOk(b.ec, "Price * 2", "Double");
     const ExpParam n = {0, ZEM_TYPE_NUMBER, 0}, d = {0, ZEM_TYPE_DATETIME, 0}, s = {0, ZEM_TYPE_STRING, 0};
     struct Case { const char *name; std::vector<ExpParam> params; int count, required, optional, flags; const char *text, *selected; } cases[] = {
         {"Now", {}, 0, 0, 0, 0, "Now()", ""},
@@ -352,7 +354,6 @@ TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
         {"Uniq", {n}, 1, 0, 0, ZEM_FN_DISTINCT, "Uniq(DISTINCT  Number )", "Number"},
     };
     for (const Case &c : cases) {
-        Session b;
         AddItem(b.ec, ZEM_ITEM_FUNCTION, c.name, ZEM_TYPE_NUMBER, {.required = c.required, .optional = c.optional,
                 .flags = c.flags, .callback = Proc(allow), .params = c.params, .paramCount = c.count});
         b.run([&] {
@@ -360,11 +361,6 @@ TEST(Builder, FunctionTemplatesSelectTheirFirstLabel) {
             EXPECT_EQ(std::string(c.text) + "|" + c.selected, b.text(ID_TEXT) + "|" + b.selection());
         });
     }
-}
-
-TEST(Builder, ButtonsPicksKeysAndTheClipboard) {
-    Session b;
-    ParseOk(b.ec, "Price * 2", "Double");
     EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(b.run([&] {
         EXPECT_FALSE(b.at(ID_OK)->enabled) << "no text yet";
         b.pick(ID_ITEMS, "Price"), b.press(ID_TIMES), b.pick(ID_ITEMS, "Qty");
@@ -561,12 +557,41 @@ void ZEMCALL hostValues(HEC, const char *name, HZEMWND list, int32_t refresh, in
     for (const std::string &row : gValueRows) Ui()->listAdd((HWND)list, row.c_str());
 }
 
-TEST(BuilderSide, ValuesDialogTextViewAndLiterals) {
+TEST(BuilderSide, RepairValuesTextViewAndLiterals) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     ParseOk(b.ec, "Price AND Qty", "Span");
     ParseOk(b.ec, "Price, Qty", "Group");
     ZEMSetListValuesCallback(b.ec, hostValues);
+    const char pending[] = "Later() + 1\0First\0Qty\0Later\0";  // text and name of each record
+    ThreadBlock *tb = threadBlock();
+    char text[] = "Later() + 1", name[] = "First";
+    tb->repairMode = 1, tb->repairText = text, tb->repairName = name;
+    tb->pendingList = (void *)pending, tb->pendingCount = 2, tb->lastError = {ERR_FUNC, 0, 5};
+    b.onBuilder = [&](HWND dialog) {
+        ASSERT_EQ(1000u, b.timers.size() == 1 ? b.timers[0].second : 0);
+        EXPECT_TRUE(b.selection() == "Later" && b.at(ID_TEXT)->modified);
+        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown || b.at(ID_SHOW_TEXT)->enabled);
+        b.send(dialog, UI_WM_TIMER, 1);
+        ASSERT_EQ(1u, b.reports.size());
+        EXPECT_TRUE(b.timers.empty() && b.reports[0].kind == UiLoadError && b.beeps == 1);
+        b.press(ID_OK);
+    };
+    EXPECT_EQ(nullptr, runBuilder(nullptr, b.ec, nullptr, 0, 0, "")) << "the text waits for a later one";
+    ASSERT_NE(nullptr, tb->repairResult);
+    EXPECT_EQ(0, memcmp(tb->repairResult, "Later() + 1\0First\0", 18));
+    EXPECT_EQ(1u, b.reports.size()) << "no message for a waiting text";
+    SvcFree(tb->repairResult);
+    tb->repairResult = nullptr, tb->repairMode = 0;
+    const char block[] = "a\0One\0b\0Two words\0";
+    std::string wide = "One" + std::string(252, ' ') + "(";
+    struct Name { std::string text; uint32_t start, length; int pending; } names[] = {
+        {"x + Two words  (", 4, 12, 1}, {"one()", 0, 4, 0}, {"One", 9, 1, 0},
+        {wide.substr(0, 255), 0, 255, 1}, {wide, 0, 256, 0}};  // 256 bytes do not fit
+    for (const Name &c : names) {
+        ExpError error = {ERR_FUNC, c.start, c.length};
+        EXPECT_EQ(c.pending, nameIsPending(c.text.c_str(), block, &error, 2)) << c.text;
+    }
     gValueRows = {"Ann", "O'Neil"};
     b.run([&] {
         Win *values = b.side(UiValues), *list = b.at(ID_EXPRESSIONS), *view;
@@ -598,7 +623,6 @@ TEST(BuilderSide, ValuesDialogTextViewAndLiterals) {
         b.send((HWND)view, UI_WM_CLOSE);
         EXPECT_TRUE(b.at(ID_SHOW_TEXT)->enabled && !b.side(UiTextView));
     }, 0, nullptr, "Name");
-    ThreadBlock *tb = threadBlock();
     tb->context = b.ec;
     ZEMSetDatePicture(b.ec, "yyyy-mm-dd", "yyyy-mm-dd HH:nn:ss", "HH:nn:ss");
     struct Case { uint32_t page; uint16_t flags; int mode, type; const char *line, *literal; } cases[] = {
@@ -618,39 +642,6 @@ TEST(BuilderSide, ValuesDialogTextViewAndLiterals) {
     }
     tb->mode = 0;
     ZEMSetSystemCodePage(before);
-}
-
-TEST(BuilderRepair, TimerShowsTheLoadErrorAndAWaitingTextGoesBack) {
-    Session b;
-    const char pending[] = "Later() + 1\0First\0Qty\0Later\0";  // text and name of each record
-    ThreadBlock *tb = threadBlock();
-    char text[] = "Later() + 1", name[] = "First";
-    tb->repairMode = 1, tb->repairText = text, tb->repairName = name;
-    tb->pendingList = (void *)pending, tb->pendingCount = 2, tb->lastError = {ERR_FUNC, 0, 5};
-    b.onBuilder = [&](HWND dialog) {
-        ASSERT_EQ(1000u, b.timers.size() == 1 ? b.timers[0].second : 0);
-        EXPECT_TRUE(b.selection() == "Later" && b.at(ID_TEXT)->modified);
-        EXPECT_FALSE(b.at(ID_NAME)->enabled || b.at(ID_OPEN)->enabled || b.at(ID_VALUES)->shown || b.at(ID_SHOW_TEXT)->enabled);
-        b.send(dialog, UI_WM_TIMER, 1);
-        ASSERT_EQ(1u, b.reports.size());
-        EXPECT_TRUE(b.timers.empty() && b.reports[0].kind == UiLoadError && b.beeps == 1);
-        b.press(ID_OK);
-    };
-    EXPECT_EQ(nullptr, runBuilder(nullptr, b.ec, nullptr, 0, 0, "")) << "the text waits for a later one";
-    ASSERT_NE(nullptr, tb->repairResult);
-    EXPECT_EQ(0, memcmp(tb->repairResult, "Later() + 1\0First\0", 18));
-    EXPECT_EQ(1u, b.reports.size()) << "no message for a waiting text";
-    SvcFree(tb->repairResult);
-    tb->repairResult = nullptr, tb->repairMode = 0;
-    const char block[] = "a\0One\0b\0Two words\0";
-    std::string wide = "One" + std::string(252, ' ') + "(";
-    struct Case { std::string text; uint32_t start, length; int pending; } cases[] = {
-        {"x + Two words  (", 4, 12, 1}, {"one()", 0, 4, 0}, {"One", 9, 1, 0},
-        {wide.substr(0, 255), 0, 255, 1}, {wide, 0, 256, 0}};  // 256 bytes do not fit
-    for (const Case &c : cases) {
-        ExpError error = {ERR_FUNC, c.start, c.length};
-        EXPECT_EQ(c.pending, nameIsPending(c.text.c_str(), block, &error, 2)) << c.text;
-    }
 }
 
 #ifndef _WIN32
