@@ -340,7 +340,7 @@ std::string Str(unsigned id) {  // a string of the table, in the active code pag
 std::string textOf(HEXP exp) { return exp ? exp->text : "(none)"; }
 std::string kindAndText(HEXP exp) { return exp ? std::to_string(kindOf(exp)) + " " + exp->text : "(none)"; }
 
-TEST(Builder, PicksButtonsKeysAndTheClipboard) {
+TEST(Builder, PicksButtonsClipboardAndModes) {
     Session b;
     ParseOk(b.ec, "Price * 2", "Double");
     const ExpParam n = {0, ZEM_TYPE_NUMBER, 0}, d = {0, ZEM_TYPE_DATETIME, 0}, s = {0, ZEM_TYPE_STRING, 0};
@@ -389,10 +389,6 @@ TEST(Builder, PicksButtonsKeysAndTheClipboard) {
         b.selectText(10, 13), b.press(ID_CUT), b.press(ID_PASTE), b.selectText(0, 1), b.press(ID_CLEAR);
         EXPECT_EQ("Price) + Qty", b.text(ID_TEXT));
     });
-}
-
-TEST(Builder, RangeAndSetTemplatesAndOpeningEntries) {
-    Session b;
     HEXP range = b.run([&] {
         EXPECT_FALSE(b.at(ID_TEXT)->modified) << "an untouched template asks nothing";
         b.pick(ID_ITEMS, "Price");
