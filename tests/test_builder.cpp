@@ -26,7 +26,7 @@ struct Win {
     UiDialog kind = UiBuilder;
     bool dialog = false, modified = false, enabled = true, shown = true, checked = false;
     bool sorted = false, ended = false, destroyed = false;
-    int id = 0, limit = 0, selected = -1, handler = -1;  // handler: the UiHandler, -1 none
+    int id = 0, selected = -1, handler = -1;  // handler: the UiHandler, -1 none
     int32_t selStart = 0, selEnd = 0;
     intptr_t result = 0;
     Win *parent = nullptr;
@@ -170,7 +170,6 @@ Win *makeWindow(UiDialog kind, Win *owner) {
     return gF->top.back().get();
 }
 
-// What a control does by itself, as its class would.
 intptr_t byItself(Win *w, unsigned m, uintptr_t wp, intptr_t lp) {
     if (m == UI_LB_SETCURSEL) w->selected = (int)(intptr_t)wp;
     else if (m == UI_WM_LBUTTONDOWN) w->selected = (int)lp;  // the row under the mouse
@@ -197,9 +196,6 @@ HWND parent(HWND w) { return w ? (HWND)W(w)->parent : 0; }
 bool valid(HWND w, int row) { return row >= 0 && row < (int)W(w)->rows.size(); }
 int rowLength(HWND w, int row) { return valid(w, row) ? (int)W(w)->rows[(size_t)row].first.size() : -1; }
 void screenRect(HWND w, UiRect *r) { *r = W(w)->rect; }
-void setText(HWND w, const char *text) {
-    if (w) W(w)->text = text, W(w)->selStart = W(w)->selEnd = 0;
-}
 void destroyTree(Win *w) {
     for (auto &t : gF->top)
         if (t->parent == w && !t->destroyed) destroyTree(t.get());
@@ -237,13 +233,14 @@ const BuilderUi kFakeUi = {
         memcpy(buffer, W(w)->text.data(), (size_t)n);
         return buffer[n] = 0, n;
     },
-    setText, [](HWND w, int32_t *s, int32_t *e) { *s = W(w)->selStart, *e = W(w)->selEnd; },
+    [](HWND w, const char *text) { if (w) W(w)->text = text, W(w)->selStart = W(w)->selEnd = 0; },
+    [](HWND w, int32_t *s, int32_t *e) { *s = W(w)->selStart, *e = W(w)->selEnd; },
     [](HWND w, int32_t s, int32_t e) {
         int32_t n = (int32_t)W(w)->text.size();
         W(w)->selStart = std::min(s, n), W(w)->selEnd = std::min(e, n);
     },
     [](HWND w) { return (int)W(w)->modified; }, [](HWND w, int on) { W(w)->modified = on; },
-    [](HWND w, int limit) { W(w)->limit = limit; },
+    [](HWND, int) {},
     [](HWND w, unsigned op) {
         Win *f = W(w);
         size_t s = (size_t)f->selStart, n = (size_t)(f->selEnd - f->selStart);
