@@ -14,9 +14,7 @@
 #include "context/threadblock.h"
 #include "support.h"
 
-bool operator==(const UiRect &a, const UiRect &b) {
-    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-}
+bool operator==(const UiRect &a, const UiRect &b) { return memcmp(&a, &b, sizeof(UiRect)) == 0; }
 
 namespace {
 
@@ -54,8 +52,7 @@ extern const BuilderUi kFakeUi;
 struct Session;
 Session *gF;
 
-// A context with four input items and a function, and the windows. Without
-// onBuilder a builder is cancelled at once; an error dialog is confirmed at once.
+// Without onBuilder a builder is cancelled at once; an error dialog is confirmed at once.
 struct Session {
     HEC ec;
     std::function<void(HWND)> onBuilder;
@@ -125,7 +122,6 @@ struct Session {
         for (auto &r : at(id)->rows) out.push_back(r.first);
         return out;
     }
-    // Runs the builder of a type with a script; gives the saved expression.
     HEXP run(std::function<void()> script, int32_t type = 0, HEXP open = nullptr, const char *start = "") {
         onBuilder = [script](HWND) { script(); };
         return ZEMBuildExpressionOfType(nullptr, ec, open, 0, type, start);
@@ -334,7 +330,6 @@ std::string Str(unsigned id) {  // a string of the table, in the active code pag
     char text[512];
     return loadString(id, text, sizeof(text)), text;
 }
-std::string textOf(HEXP exp) { return exp ? exp->text : "(none)"; }
 std::string kindAndText(HEXP exp) { return exp ? std::to_string(kindOf(exp)) + " " + exp->text : "(none)"; }
 
 TEST(Builder, PicksButtonsClipboardAndModes) {
@@ -358,7 +353,7 @@ TEST(Builder, PicksButtonsClipboardAndModes) {
             EXPECT_EQ(std::string(c.text) + "|" + c.selected, b.text(ID_TEXT) + "|" + b.selection());
         });
     }
-    EXPECT_EQ("Price * Qty + 1.5 - 2 / 4", textOf(b.run([&] {
+    EXPECT_EQ(std::to_string(KindFormula) + " Price * Qty + 1.5 - 2 / 4", kindAndText(b.run([&] {
         EXPECT_FALSE(b.at(ID_OK)->enabled) << "no text yet";
         b.pick(ID_ITEMS, "Price"), b.press(ID_TIMES), b.pick(ID_ITEMS, "Qty");
         for (int id : {(int)ID_PLUS, ID_DIGIT0 + 1, (int)ID_POINT, ID_DIGIT0 + 5, (int)ID_MINUS,
@@ -419,9 +414,8 @@ TEST(Builder, PicksButtonsClipboardAndModes) {
             EXPECT_EQ(Str(s.open) + "|" + Str(s.show), b.text(ID_OPEN) + "|" + b.text(ID_SHOW_TEXT)) << s.row;
         }
         b.select(ID_EXPRESSIONS, "Span"), b.press(ID_OPEN);
-        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked) << "opening switches to the entry's kind";
+        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked && b.text(ID_TEXT) == "Price AND Qty") << "the entry's kind and text";
         EXPECT_TRUE(b.rows(ID_EXPRESSIONS)[0] == "[ New Range ]" && b.at(ID_EXPRESSIONS)->rows[0].second == -1);
-        EXPECT_EQ("Price AND Qty", b.text(ID_TEXT));
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
         b.select(ID_EXPRESSIONS, 0), b.press(ID_OPEN);
@@ -544,7 +538,7 @@ TEST(Builder, RowsDrawnWithTheirKindsBitmaps) {
     }
 }
 
-Strings gValueRows, gValueCalls;
+Strings gValueRows = {"Ann", "O'Neil"}, gValueCalls;
 void ZEMCALL hostValues(HEC, const char *name, HZEMWND list, int32_t refresh, int32_t *) {
     gValueCalls.push_back(std::string(name) + ":" + std::to_string(refresh));
     for (const std::string &row : gValueRows) Ui()->listAdd((HWND)list, row.c_str());
@@ -585,7 +579,6 @@ TEST(BuilderSide, RepairValuesTextViewAndLiterals) {
         ExpError error = {ERR_FUNC, c.start, c.length};
         EXPECT_EQ(c.pending, nameIsPending(c.text.c_str(), block, &error, 2)) << c.text;
     }
-    gValueRows = {"Ann", "O'Neil"};
     b.run([&] {
         Win *values = b.side(UiValues), *list = b.at(ID_EXPRESSIONS), *view;
         ASSERT_NE(nullptr, values) << "the start item opened it";
@@ -668,7 +661,7 @@ TEST(Builder, EveryAllocationFailingOnce) {
             b.press(ID_OK);
         });
         EXPECT_TRUE(field == "Double() + " || field == "Double() + Qty") << n << ": " << field;
-        EXPECT_EQ(saved ? "Double() + Qty" : "(none)", textOf(saved)) << n;
+        EXPECT_EQ(saved ? std::to_string(KindFormula) + " Double() + Qty" : "(none)", kindAndText(saved)) << n;
         EXPECT_EQ(saved ? 2 : 1, ZEMGetExpressionCount(b.ec)) << n;
         if (saved) ZEMDestroyEXP(b.ec, saved);
     });
