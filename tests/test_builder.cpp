@@ -414,7 +414,7 @@ TEST(Builder, PicksButtonsClipboardAndModes) {
             EXPECT_EQ(Str(s.open) + "|" + Str(s.show), b.text(ID_OPEN) + "|" + b.text(ID_SHOW_TEXT)) << s.row;
         }
         b.select(ID_EXPRESSIONS, "Span"), b.press(ID_OPEN);
-        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked && b.text(ID_TEXT) == "Price AND Qty") << "the kind and the text";
+        EXPECT_TRUE(b.at(ID_MODE_RANGE)->checked && b.text(ID_TEXT) == "Price AND Qty");
         EXPECT_TRUE(b.rows(ID_EXPRESSIONS)[0] == "[ New Range ]" && b.at(ID_EXPRESSIONS)->rows[0].second == -1);
         b.press(ID_MODE_SET);
         EXPECT_EQ("Expression, Expression [,Expression...]|" + Str(213) + " - [ New Set ]", b.text(ID_TEXT) + "|" + b.builder->text);
