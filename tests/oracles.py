@@ -1,14 +1,11 @@
 #!/usr/bin/env python3
 """Reference cases worked out by Python's decimal, datetime and calendar, seeded: oracles.py KIND OUT.
-number: "op a b want", op add sub mul div cmp round trunc; a, b "[-]d.dddE[+-]x" (for round and trunc
-b is the count of places); want "null", "0", "[-]digitsE<exp>" without trailing zeros, or -1, 0, 1 for
-cmp. 40 digits, half-even; above 10^300 after rounding is null, below 10^-300 zero; round is half
-away from zero, trunc toward zero.
+number: "op a b want", op add sub mul div cmp round trunc; a, b "[-]d.dddE[+-]x" (b: the places for round
+and trunc); want "null", "0", "[-]digitsE<exp>" without trailing zeros, or -1, 0, 1 for cmp.
 eval: "N formula value" (+ - * / on literals, 40 digits half-even at each step; plain digits) or
 "D formula y-m-d 0:0:0" (a date moved by days, months or years), tab-separated.
-datemath: steps "S y m d h m s op count unit  y m d h m s" (unit 0 none, 1 day, 2 month, 4 year,
-8 hour, 16 minute, 32 second), differences "D y m d h m s  y m d h m s  days"; dates near month and
-year ends as often as anywhere, results in years 1 to 9999.
+datemath: "S y m d h m s op count unit  y m d h m s" (unit 0 none, 1 day, 2 month, 4 year, 8 hour,
+16 minute, 32 second) and "D y m d h m s  y m d h m s  days"; years 1 to 9999, month and year ends often.
 date: tab-separated y m d h m s julian-day weekday month default-text (m/d/yyyy h:mm:ss AM/PM), for
 random dates and the first and last days of each month of years around century and leap rules."""
 import calendar
@@ -249,12 +246,6 @@ def datemath_cases(path):
 
 JULIAN_OFFSET = 1721425  # toordinal() of a date plus this is its Julian Day Number
 
-def line(d, hour, minute, second):
-    t = datetime.datetime(d.year, d.month, d.day, hour, minute, second)
-    text = "%d/%d/%04d %d:%s" % (d.month, d.day, d.year, int(t.strftime("%I")), t.strftime("%M:%S %p"))
-    return "\t".join(str(v) for v in (d.year, d.month, d.day, hour, minute, second,
-                                      d.toordinal() + JULIAN_OFFSET, t.strftime("%A"), t.strftime("%B"), text))
-
 def date_cases(path):
     locale.setlocale(locale.LC_TIME, "C")
     rng = random.Random(40)
@@ -265,7 +256,10 @@ def date_cases(path):
             dates += [datetime.date(year, month, 1), datetime.date(year, month, calendar.monthrange(year, month)[1])]
     with open(path, "w") as out:
         for d in dates:
-            out.write(line(d, rng.randint(0, 23), rng.randint(0, 59), rng.randint(0, 59)) + "\n")
+            t = datetime.datetime(d.year, d.month, d.day, *[rng.randint(0, top) for top in (23, 59, 59)])
+            text = "%d/%d/%04d %d:%s" % (d.month, d.day, d.year, int(t.strftime("%I")), t.strftime("%M:%S %p"))
+            row = fields(t).split() + [str(d.toordinal() + JULIAN_OFFSET), t.strftime("%A\t%B"), text]
+            out.write("\t".join(row) + "\n")
 
 if __name__ == "__main__":
     kinds = {"number": number_cases, "eval": eval_cases, "datemath": datemath_cases, "date": date_cases}

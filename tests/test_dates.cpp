@@ -46,9 +46,8 @@ std::string canonical(const Number &v) {
 
 bool sameBytes(const Number &x, const Number &y) { return memcmp(&x, &y, sizeof x) == 0; }
 
-// What op makes of a and b, in the form of the reference cases. Besides the oracle's operations:
-// text (a read as a literal), long (to an integer), int (from one), double (from strtod of a),
-// todouble (ok when it gives strtod of b), encode (the digits a times 10^b).
+// What op makes of a and b, as the reference cases write it; besides theirs: text (a read as a literal),
+// long, int, double (of strtod of a), todouble (ok when strtod of b), encode (the digits a times 10^b).
 std::string apply(const std::string &op, const char *a, const char *b) {
     Number x = num(a), y = num(b), r;
     memset(&r, 0xAB, sizeof r);
@@ -129,7 +128,7 @@ std::string parse(const char *text, int kind = 3) {
 
 }  // namespace
 
-TEST(Number, EdgeCases) {
+TEST(Number, EdgeCasesReferenceCasesOperandsAndEqualBytes) {
     const struct { const char *op, *a, *b, *want; } cases[] = {
         {"add", "null", "1", "null"}, {"add", "1", "null", "null"}, {"sub", "-1", "null", "null"},
         {"mul", "null", "null", "null"}, {"div", "null", "2", "null"}, {"div", "1", "0", "null"}, {"div", "0", "-7", "0"},
@@ -167,10 +166,11 @@ TEST(Number, EdgeCases) {
         {"encode", "99", "-302", "0"}, {"encode", "999999999999999999999999999999999999999999", "-342", "1E-300"},
     };
     for (const auto &c : cases) EXPECT_EQ(apply(c.op, c.a, c.b), c.want) << c.op << " " << c.a << " " << c.b;
-}
-
-// A result may be an operand; zero has one form whatever its sign or path, and so has any value.
-TEST(Number, OperandsAndEqualBytes) {
+    EXPECT_GE(EachReferenceLine(ZEM_NUMBER_CASES, ' ', [](const CaseFields &c) {
+        std::string got = apply(c.at(0), c.at(1).c_str(), c.at(2).c_str());
+        return got == c.at(3) ? "" : "got " + got;
+    }), 4000);
+    // A result may be an operand; zero has one form whatever its sign or path, and so has any value.
     Number a = num("1.25"), b = num("0.5");
     SvcNumAdd(&a, &a, &a);
     SvcNumMul(&a, &a, &a);
@@ -192,25 +192,17 @@ TEST(Number, OperandsAndEqualBytes) {
     SvcNumTruncate(&small, 300, 0);
     zeros[8] = small;
     for (const Number &z : zeros) EXPECT_TRUE(sameBytes(z, zero)) << canonical(z);
-    Number two = num("2");
+    Number two = num("2"), null = num("null"), five = num("5");
     SvcNumDiv(&ways[1], &three, &two);
     SvcNumMul(&ways[2], &three, &half);
     SvcNumFromDouble(&ways[3], 1.5);
     for (const Number &w : ways) EXPECT_TRUE(sameBytes(w, num("1.5"))) << canonical(w);
-    Number null = num("null"), five = num("5");
     EXPECT_FALSE(SvcNumIsZero(&null));
     SvcNumNullToZero(&five);
     EXPECT_EQ(canonical(five), "5E0");
 }
 
-TEST(NumberOracle, AgreesWithReferenceCases) {
-    EXPECT_GE(EachReferenceLine(ZEM_NUMBER_CASES, ' ', [](const CaseFields &c) {
-        std::string got = apply(c.at(0), c.at(1).c_str(), c.at(2).c_str());
-        return got == c.at(3) ? "" : "got " + got;
-    }), 4000);
-}
-
-TEST(Calendar, DayNumbersAndFieldsOutOfRange) {
+TEST(Calendar, DayNumbersFieldsOutOfRangeAndReferenceCases) {
     const struct { DateFields date; int32_t day; } days[] = {
         {fields(-4712, 1, 1), 38}, {fields(0, 3, 1), 1721120}, {fields(-1, 12, 31), 1721059}};
     for (const auto &c : days) {
@@ -236,10 +228,7 @@ TEST(Calendar, DayNumbersAndFieldsOutOfRange) {
         EXPECT_EQ(show(c.out), show(out)) << show(c.in);
         EXPECT_EQ(SvcDayNumber(&day), SvcDayNumber(&c.in)) << "day number of " << show(c.in);
     }
-}
-
-// Cases worked out by Python's datetime: the day number, the names, and the default text both ways.
-TEST(Calendar, AgreesWithTheOracle) {
+    // Python's datetime: the day number, the names, and the default text both ways.
     EXPECT_GT(EachReferenceLine(DATE_CASES_FILE, '\t', [](const CaseFields &col) {
         auto n = [&col](size_t i) { return stoi(col.at(i)); };
         DateFields d = fields(n(0), n(1), n(2), n(3), n(4), n(5)), back = fields(0, 0, 0);
@@ -252,7 +241,7 @@ TEST(Calendar, AgreesWithTheOracle) {
     }), 4000);
 }
 
-TEST(DateMath, Steps) {
+TEST(DateMath, StepsAndReferenceCases) {
     const int months[][3] = {{2, 0, 29}, {2, -4, 29}, {2, -100, 28}, {2, 2400, 29}};
     for (auto &c : months) EXPECT_EQ(c[2], DaysInMonth(c[0], c[1])) << c[0] << "/" << c[1];
     DateTime null = {}, d = dateOf(fields(2001, 5, 10, 12));
@@ -276,11 +265,7 @@ TEST(DateMath, Steps) {
         DateDifference(&r, a, b);
         EXPECT_EQ(0, r.bytes[0]);
     }
-}
-
-// Steps and differences worked out by Python's datetime.
-TEST(DateMath, AgreesWithPythonDatetime) {
-    int steps = 0;
+    int steps = 0;  // and the steps and differences of Python's datetime
     int lines = EachReferenceLine(DATEMATH_CASES_FILE, ' ', [&steps](const CaseFields &c) {
         auto at = [&c](size_t i) {  // the date and time in c[i] to c[i + 5]
             auto n = [&c](size_t k) { return stoi(c.at(k)); };
@@ -334,7 +319,7 @@ TEST(DateParse, FormsAndTheSettings) {
     EXPECT_EQ(std::string(Jan2) + " 2010-05-03 00:00:00 -", parse("2000~1~2", 1) + " " + parse("10-5-3", 1) + " " + parse("1/2/2000", 1));
 }
 
-TEST(DateFormat, PicturesDefaultsAndSettings) {
+TEST(DateFormat, PicturesDefaultsWidthsAndSettings) {
     Settings keep;
     DateFields d = fields(2004, 2, 9, 15, 7, 5, 250000), early = fields(987, 11, 30, 0, 0, 9);
     const struct { const char *picture; DateFields date; int kind; const char *expect; } cases[] = {
@@ -353,12 +338,28 @@ TEST(DateFormat, PicturesDefaultsAndSettings) {
         {nullptr, 0}, {"\"text only\"", 0}, {"d\\", 0}, {"xqz-", 0}, {"\\d\\m", 0}};
     for (const auto &c : checks)
         EXPECT_EQ(c.usable, SvcDatePictureCheck(c.picture) != 0) << (c.picture ? c.picture : "null");
+    auto width = [](const char *picture, int previous) {
+        ConvRequest request;
+        SvcConvInit(&request);
+        request.useDefaults = 0;
+        request.picture = request.picture2 = picture;
+        return SvcPictureWidth(&request, previous);
+    };
+    const struct { const char *picture; int width; } widths[] = {{"m/d/yyyy", 11}, {"mmm", 3}, {"dddd", 9},
+        {"ddd", 3}, {"h:nn AM/PM", 8}, {"\"at\" HH", 5}, {"\\x A/P", 4}};
+    for (const auto &c : widths) {
+        EXPECT_EQ(c.width, width(c.picture, 0)) << c.picture;
+        EXPECT_EQ(c.width + 10, width(c.picture, c.width + 10)) << c.picture;
+    }
+    EXPECT_EQ(7, width("\"d", 7));  // an unreadable picture keeps the width given
     strcpy(keep.r.dateSeparator, "-");  // the separators of / and : come from the settings, as do the names
     strcpy(keep.r.timeSeparator, "h");
     strcpy(keep.r.monthNames[1], "Februar");
+    strcpy(keep.r.monthNames[4], "Mayyyyyyyyyyyy");
     strcpy(keep.r.dayAbbrev[1], "Mo");
     strcpy(keep.r.pm, "nachm");
     keep.apply();
+    EXPECT_EQ(14, width("mmmm", 0));
     EXPECT_EQ("Mo 9-2-2004 Februar 3h07 nachm N", format("ddd d/m/yyyy mmmm h:nn AM/PM A/P", d));
     keep.r.dateOrder = 2;  // day first and the 24-hour clock: Convert.Dates
     strcpy(keep.r.timeSeparator, ":");
@@ -368,30 +369,8 @@ TEST(DateFormat, PicturesDefaultsAndSettings) {
     EXPECT_EQ(show(fields(2004, 2, 9, 15, 7, 5)), parse("2004-2-9 3:07:05 PM")) << "read back";
 }
 
-TEST(DateFormat, PictureWidthIsTheLongestText) {
-    Settings keep;
-    auto width = [](const char *picture, int previous) {
-        ConvRequest request;
-        SvcConvInit(&request);
-        request.useDefaults = 0;
-        request.picture = request.picture2 = picture;
-        return SvcPictureWidth(&request, previous);
-    };
-    const struct { const char *picture; int width; } cases[] = {{"m/d/yyyy", 11}, {"mmm", 3}, {"dddd", 9}, {"ddd", 3},
-        {"h:nn AM/PM", 8}, {"\"at\" HH", 5}, {"\\x A/P", 4}};
-    for (const auto &c : cases) {
-        EXPECT_EQ(c.width, width(c.picture, 0)) << c.picture;
-        EXPECT_EQ(c.width + 10, width(c.picture, c.width + 10)) << c.picture;
-    }
-    EXPECT_EQ(7, width("\"d", 7));  // an unreadable picture keeps the width given
-    strcpy(keep.r.monthNames[4], "Mayyyyyyyyyyyy");
-    keep.apply();
-    EXPECT_EQ(14, width("mmmm", 0));
-}
-
-// 0x83 0x64 is one character under 932 whose trail byte is a 'd'; under
-// 1252 two, the second a day field. 0x83 0x5C ends in a backslash, which
-// escapes the next byte only under 1252.
+// 0x83 0x64 is one character under 932 whose trail byte is a 'd'; under 1252 two, the second a day
+// field. 0x83 0x5C ends in a backslash, which escapes the next byte only under 1252.
 TEST(DateFormat, DoubleByteCharactersInAPictureAreCopiedWhole) {
     Settings keep;
     Number n = num("5");
@@ -488,8 +467,7 @@ TEST(Convert, Numbers) {
     }
     Number result;
     EXPECT_EQ(0, TextToNumber(&result, "1,234.5"));
-    // Plain digits may take 327 bytes and the terminator; the other formats stop at 100:
-    // 72 digits, 23 grouping marks, ".00" and "$" make 99 bytes.
+    // Plain digits may take 327 bytes and the terminator; the other formats stop at 100 (99 bytes here).
     Number big = num("1.0E+300"), one = num("1"), wide = num("1.0E+71"), wider = num("1.0E+72"), none = num(nullptr);
     keep.r.currencyDecimals = 2;
     keep.r.currencyAfter = 0;
