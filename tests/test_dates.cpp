@@ -433,8 +433,48 @@ TEST(Convert, Dates) {
     }
 }
 
-TEST(Convert, Numbers) {
+TEST(Convert, NumbersAndPictures) {
     Settings keep;
+    static const char *const cases[][3] = {
+        {"#,##0.00", "-1234567.891", "-1,234,567.89"}, {"#,##0.00", "999.999", "1,000.00"}, {"\"$\"#,##0", "-1234.5", "-$1,235"},
+        {"0.0%", "0.2567", "25.7%"}, {"#.##", "0.5", ".5"}, {"#.##", "2", "2."}, {"0.0#", "1.255", "1.26"},
+        {"0.#0", "1.5", "1.50"}, {"000-00-0000", "123456789", "123-45-6789"}, {"#", "0.4", ""}, {"0,000", "5", "0,005"},
+        {"#,###", "0", ""}, {"#,", "1234", "1234,"}, {"0.00,", "1.5", "1.50,"}, {"Total: 0", "7", "Total: 7"},
+        {"\\#0", "5", "#5"}, {"0.00", "-0.001", "0.00"}, {"0;(0)", "5", "0;(5)"}, {"0", "1.0E+40", "10000000000000000000000000000000000000000"},
+    };
+    char out[400];
+    for (const auto &c : cases) {
+        Number n = num(c[1]);
+        EXPECT_EQ(1, NumberToTextPicture(&n, c[0], out)) << c[0];
+        EXPECT_STREQ(c[2], out) << c[0] << " with " << c[1];
+    }
+    keep.german();
+    Number n = num("1234.5");
+    EXPECT_EQ(1, NumberToTextPicture(&n, "#,##0.00", out));
+    EXPECT_STREQ("1.234,50", out);
+    for (const char *picture : {"", "\"0", "0.0.0", "abc", "0\\", "\"0\"", "\\0", "%", ".", ",", (const char *)0}) {
+        memset(out, 'x', sizeof out);
+        EXPECT_EQ(0, NumberToTextPicture(&n, picture, out)) << (picture ? picture : "null");
+        EXPECT_STREQ("", out);
+    }
+    const struct { char group, point; int fixed, decimals; const char *number, *text; } plain[] = {
+        {'.', ',', 1, 1, "1234567.891", "1.234.567,9"}, {0, '.', 0, 0, "1234.5678", "1234.5678"},  // all its decimals
+        {0, 0, 1, 1, "2.25", "2.3"}, {'.', '.', 1, 1, "1234", "1234.0"}};  // no point: "."; a group mark equal to it: none
+    for (const auto &c : plain) {
+        ConvRequest request;
+        SvcConvInit(&request);
+        request.kind = 4;
+        request.useDefaults = 0;
+        request.groupChar = c.group;
+        request.pointChar = c.point;
+        request.fixedDecimals = c.fixed;
+        request.decimals = c.decimals;
+        request.number = num(c.number);
+        request.output = out;
+        EXPECT_EQ(1, SvcNumFormat(&request, 1));
+        EXPECT_STREQ(c.text, out) << c.number;
+    }
+    ASSERT_TRUE(ZEMSetRegionalSettings(nullptr));
     const char *reads[][2] = {  // text, number or 0 for none; the first row is rewritten for the second region
         {"  -1,234,567.25 ", "-1234567.25"}, {"+.5", "0.5"}, {"5.", "5"}, {"2.5E-3", "0.0025"}, {"1e3", "1000"}, {"2.5E+3", "2500"},
         {"100000000000000000000000000000000000000250000000000000000000000001", "1.000000000000000000000000000000000000003E+65"},
@@ -446,7 +486,6 @@ TEST(Convert, Numbers) {
         {"999.995", 2, "1000.00", "1,000.00", "$1,000.00", "1.000,00", "1.000 DM"},
         {"-0.004", 2, "0.00", "0.00", "$0.00", "0,00", "0 DM"}, {"123456", -2, "123456", "123,456.00", "$123,456.00", "123.456,00", "123.456 DM"},
     };
-    char out[400];
     for (int region = 0; region < 2; region++) {
         if (region) keep.r.currencyDecimals = 0, keep.german(), reads[0][0] = "  -1.234.567,25 ";
         for (const auto &c : reads) {
@@ -485,49 +524,6 @@ TEST(Convert, Numbers) {
                 : rule % 4 == 2 ? NumberToText(n, rule < 4 ? 2 : 26, out) : NumberToTextPicture(n, rule < 4 ? "0.00" : "0", out);
         EXPECT_EQ(rule < 4, r) << rule;  // null writes "", too long nothing
         EXPECT_STREQ("", out) << rule;
-    }
-}
-
-TEST(Convert, NumberPictures) {
-    Settings keep;
-    static const char *const cases[][3] = {
-        {"#,##0.00", "-1234567.891", "-1,234,567.89"}, {"#,##0.00", "999.999", "1,000.00"}, {"\"$\"#,##0", "-1234.5", "-$1,235"},
-        {"0.0%", "0.2567", "25.7%"}, {"#.##", "0.5", ".5"}, {"#.##", "2", "2."}, {"0.0#", "1.255", "1.26"},
-        {"0.#0", "1.5", "1.50"}, {"000-00-0000", "123456789", "123-45-6789"}, {"#", "0.4", ""}, {"0,000", "5", "0,005"},
-        {"#,###", "0", ""}, {"#,", "1234", "1234,"}, {"0.00,", "1.5", "1.50,"}, {"Total: 0", "7", "Total: 7"},
-        {"\\#0", "5", "#5"}, {"0.00", "-0.001", "0.00"}, {"0;(0)", "5", "0;(5)"}, {"0", "1.0E+40", "10000000000000000000000000000000000000000"},
-    };
-    char out[100];
-    for (const auto &c : cases) {
-        Number n = num(c[1]);
-        EXPECT_EQ(1, NumberToTextPicture(&n, c[0], out)) << c[0];
-        EXPECT_STREQ(c[2], out) << c[0] << " with " << c[1];
-    }
-    keep.german();
-    Number n = num("1234.5");
-    EXPECT_EQ(1, NumberToTextPicture(&n, "#,##0.00", out));
-    EXPECT_STREQ("1.234,50", out);
-    for (const char *picture : {"", "\"0", "0.0.0", "abc", "0\\", "\"0\"", "\\0", "%", ".", ",", (const char *)0}) {
-        memset(out, 'x', sizeof out);
-        EXPECT_EQ(0, NumberToTextPicture(&n, picture, out)) << (picture ? picture : "null");
-        EXPECT_STREQ("", out);
-    }
-    const struct { char group, point; int fixed, decimals; const char *number, *text; } plain[] = {
-        {'.', ',', 1, 1, "1234567.891", "1.234.567,9"}, {0, '.', 0, 0, "1234.5678", "1234.5678"},  // all its decimals
-        {0, 0, 1, 1, "2.25", "2.3"}, {'.', '.', 1, 1, "1234", "1234.0"}};  // no point: "."; a group mark equal to it: none
-    for (const auto &c : plain) {
-        ConvRequest request;
-        SvcConvInit(&request);
-        request.kind = 4;
-        request.useDefaults = 0;
-        request.groupChar = c.group;
-        request.pointChar = c.point;
-        request.fixedDecimals = c.fixed;
-        request.decimals = c.decimals;
-        request.number = num(c.number);
-        request.output = out;
-        EXPECT_EQ(1, SvcNumFormat(&request, 1));
-        EXPECT_STREQ(c.text, out) << c.number;
     }
 }
 
