@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -67,29 +66,6 @@ HEXP ParseOk(HEC ec, const char *text, const char *name = nullptr);
 
 // Parses text expecting a failure; gives the report.
 ExpError ParseFails(HEC ec, const char *text, const char *name = nullptr);
-
-// Puts text into a host String block of size bytes, growing it as needed.
-int PutText(void **value, int32_t size, const char *text);
-
-// The whole String value of an expression through the growing exit, or "(fail)".
-std::string EvalText(HEC ec, HEXP exp);
-
-// A host whose input items take their values from a table by name:
-// TableInput makes a Number, DateTime or text of the item's type from the
-// text, leaves the zeroed block for "null" and fails for "fail" or a name
-// the table lacks. Each call is recorded.
-struct InputCall {
-    HEXP current;
-    int32_t size;
-    std::string name;
-};
-extern std::map<std::string, std::string> gInputValues;
-extern std::vector<InputCall> gInputCalls;
-int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const char *name);
-
-// A Number in plain decimal digits and a DateTime as "y-m-d h:m:s", or "null".
-std::string NumberText(const void *number);
-std::string DateText(const void *date);
 
 // Calls check with the fields of each line of a reference file, split at sep; check gives what is
 // wrong with the line, or "". Stops after 10 wrong lines. Gives the number of lines read.

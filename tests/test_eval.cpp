@@ -1,13 +1,16 @@
 // The evaluator: exits and buffers, callbacks, operators and nulls, date nodes, unescaping, argument
 // vectors, the depth bound, allocation failures and the formulas of tests/oracles.py. The built-in
 // functions through formulas, their registration, the size rule, failed growth and null entries.
+#include <stdio.h>
 #include <string.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "context/ec.h"
 #include "context/startup.h"
+#include "eval/convert.h"
 #include "eval/eval.h"
 #include "eval/functions/builtins.h"
 #include "language/parsestate.h"
@@ -17,6 +20,70 @@
 #include "support.h"
 
 namespace {
+
+// Input values from a table by name, in the item's type: "null" leaves the zeroed
+// block, "fail" or a name not there fails. Each call is recorded.
+struct InputCall {
+    HEXP current;
+    int32_t size;
+    std::string name;
+};
+int PutText(void **value, int32_t size, const char *text) {
+    size_t need = strlen(text) + 1;
+    if ((size_t)size < need) {
+        void *grown = SvcRealloc(*value, need);
+        if (!grown) return 0;
+        *value = grown;
+    }
+    memcpy(*value, text, need);
+    return 1;
+}
+
+std::map<std::string, std::string> gInputValues;
+std::vector<InputCall> gInputCalls;
+
+int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const char *name) {
+    gInputCalls.push_back({current, size, name});
+    auto found = gInputValues.find(name);
+    ExpItem item = {};
+    if (found == gInputValues.end() || found->second == "fail") return 0;
+    if (found->second == "null") return 1;
+    if (!ZEMGetExpressionVariable(ec, &item, name)) return 0;
+    const char *text = found->second.c_str();
+    if (item.dataType == ZEM_TYPE_NUMBER) return SvcNumFromText((Number *)*value, text), 1;
+    if (item.dataType == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, text);
+    return PutText(value, size, text);
+}
+
+// The whole String value through the growing exit, or "(fail)".
+std::string EvalText(HEC ec, HEXP exp) {
+    void *block = nullptr;
+    uint32_t length = 0;
+    std::string out = "(fail)";
+    if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
+    ZEMMemFree(block);
+    return out;
+}
+
+// A Number in plain decimal digits and a DateTime as "y-m-d h:m:s", or "null".
+std::string NumberText(const void *number) {
+    NumDigits d;
+    if (!NumDecode((const Number *)number, &d)) return "null";
+    std::string digits = d.count ? std::string(d.digits, d.count) : "0";
+    while ((int)digits.size() <= -d.exponent) digits.insert(0, "0");
+    if (d.exponent < 0) digits.insert(digits.size() + d.exponent, ".");
+    return (d.negative ? "-" : "") + digits + std::string(d.exponent > 0 ? d.exponent : 0, '0');
+}
+
+std::string DateText(const void *date) {
+    const DateTime *v = (const DateTime *)date;
+    DateFields f = {};
+    if (!v->bytes[0]) return "null";
+    SvcDateUnpack(v->bytes + 1, v->bytes[0], &f);
+    char text[80];
+    snprintf(text, sizeof text, "%d-%d-%d %d:%d:%d", f.year, f.month, f.day, f.hour, f.minute, f.second);
+    return text;
+}
 
 // A context whose blocks must all be gone once it is.
 struct Host {
