@@ -17,6 +17,17 @@ struct LeakCheck {
     ~LeakCheck() { EXPECT_EQ(before, SvcLiveBlocks()) << "blocks leaked"; }
 };
 
+// Selects a code page and puts 932 back; on Windows another than the system's is not active.
+struct UseCodePage {
+    explicit UseCodePage(unsigned cp) : active(ZEMSetSystemCodePage(cp) == 1) {
+#ifndef _WIN32
+        EXPECT_TRUE(active) << cp;
+#endif
+    }
+    ~UseCodePage() { ZEMSetSystemCodePage(932); }
+    bool active;
+};
+
 // Runs body once with each allocation it makes failing in turn, until a run
 // makes no allocation fail. body gets the run's number (1 = first allocation
 // fails) and must leave no block behind. Gives the number of runs.

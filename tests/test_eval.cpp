@@ -130,11 +130,6 @@ const Function kFunctions[] = {
 #undef F
 const unsigned kCount = sizeof kFunctions / sizeof kFunctions[0];
 
-struct UseCodePage {
-    explicit UseCodePage(unsigned cp) { EXPECT_EQ(ZEMSetSystemCodePage(cp), 1); }
-    ~UseCodePage() { ZEMSetSystemCodePage(932); }
-};
-
 // A formula and its value as text; nothing and never are a null Number and DateTime.
 struct Row { std::string formula, want; };
 

@@ -14,17 +14,6 @@
 
 namespace {
 
-// Selects a code page and puts 932 back; on Windows another than the system's is not active.
-struct UseCodePage {
-    explicit UseCodePage(unsigned cp) : active(SvcSelectCodePage(cp) == 1) {
-#ifndef _WIN32
-        EXPECT_TRUE(active) << cp;
-#endif
-    }
-    ~UseCodePage() { SvcSelectCodePage(932); }
-    bool active;
-};
-
 // A heap copy of exactly the text's size, so that a read past the end shows.
 struct Exact {
     char *p;
