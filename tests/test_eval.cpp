@@ -23,11 +23,8 @@ namespace {
 
 // Input values from a table by name, in the item's type: "null" leaves the zeroed
 // block, "fail" or a name not there fails. Each call is recorded.
-struct InputCall {
-    HEXP current;
-    int32_t size;
-    std::string name;
-};
+struct InputCall { HEXP current; int32_t size; std::string name; };
+
 int PutText(void **value, int32_t size, const char *text) {
     size_t need = strlen(text) + 1;
     if ((size_t)size < need) {
@@ -53,16 +50,6 @@ int ZEMCALL TableInput(HEC ec, HEXP current, int32_t size, void **value, const c
     if (item.dataType == ZEM_TYPE_NUMBER) return SvcNumFromText((Number *)*value, text), 1;
     if (item.dataType == ZEM_TYPE_DATETIME) return TextToDate((DateTime *)*value, text);
     return PutText(value, size, text);
-}
-
-// The whole String value through the growing exit, or "(fail)".
-std::string EvalText(HEC ec, HEXP exp) {
-    void *block = nullptr;
-    uint32_t length = 0;
-    std::string out = "(fail)";
-    if (ZEMEvaluateExpressionExt(ec, exp, &length, &block)) out = (const char *)block;
-    ZEMMemFree(block);
-    return out;
 }
 
 // A Number in plain decimal digits and a DateTime as "y-m-d h:m:s", or "null".
@@ -105,10 +92,19 @@ struct Host {
     HEXP parse(const char *text, const char *name = nullptr) { return ParseOk(ec, text, name); }
 };
 
+// The value as text, or "(fail)": a String whole through the growing exit.
 std::string evaluate(HEC ec, HEXP exp) {
+    int type = exp ? ((ExpRecord *)exp)->resultType : 0;
+    void *block = nullptr;
+    uint32_t length = 0;
     Number out = {};
-    if (!ZEMEvaluateExpression(ec, exp, 25, &out)) return "(fail)";
-    return ((ExpRecord *)exp)->resultType == ZEM_TYPE_DATETIME ? DateText(&out) : NumberText(&out);
+    if (type != ZEM_TYPE_STRING) {
+        if (!ZEMEvaluateExpression(ec, exp, 25, &out)) return "(fail)";
+        return type == ZEM_TYPE_DATETIME ? DateText(&out) : NumberText(&out);
+    }
+    std::string text = ZEMEvaluateExpressionExt(ec, exp, &length, &block) ? (const char *)block : "(fail)";
+    ZEMMemFree(block);
+    return text;
 }
 
 // The functions in the string table's order: name, parameter types (N Number, D DateTime, S String)
@@ -141,9 +137,7 @@ void runRows(const std::vector<Row> &rows, unsigned cp) {
     h.input("never", ZEM_TYPE_DATETIME, "null");
     for (const Row &r : rows) {
         HEXP exp = h.parse(r.formula.c_str());
-        bool text = exp && ((ExpRecord *)exp)->resultType == ZEM_TYPE_STRING;
-        std::string got = text ? EvalText(h.ec, exp) : evaluate(h.ec, exp);
-        EXPECT_EQ(r.want, got) << r.formula << " (code page " << cp << ")";
+        EXPECT_EQ(r.want, evaluate(h.ec, exp)) << r.formula << " (code page " << cp << ")";
         ZEMDestroyEXP(h.ec, exp);
     }
 }
@@ -252,7 +246,7 @@ TEST(EvalCallbacks, InputsFailuresAndMovedBlocks) {
     HEXP inner = h.parse("Price * 2", "Twice");
     HEXP outer = h.parse("Twice() + Price");
     EXPECT_EQ("37.5", evaluate(h.ec, outer));
-    EXPECT_EQ("Ann", EvalText(h.ec, h.parse("Who")));
+    EXPECT_EQ("Ann", evaluate(h.ec, h.parse("Who")));
     ASSERT_EQ(3u, gInputCalls.size());
     EXPECT_EQ(inner, gInputCalls[0].current) << "inside a reference the referred expression";
     EXPECT_EQ(outer, gInputCalls[1].current);
@@ -268,7 +262,7 @@ TEST(EvalCallbacks, InputsFailuresAndMovedBlocks) {
     Number out = {}, before = out;
     EXPECT_EQ(0, ZEMEvaluateExpression(h.ec, usesPrice, 25, &out)) << "a vanished item";
     EXPECT_EQ(0, memcmp(&before, &out, sizeof out)) << "a failure leaves the buffer alone";
-    EXPECT_EQ("(fail)", EvalText(h.ec, h.parse("F()")));
+    EXPECT_EQ("(fail)", evaluate(h.ec, h.parse("F()")));
 }
 
 int ZEMCALL fortyTwo(HEC, HEXP, int32_t, int32_t, void *, int32_t, void *, int32_t, void *result) {
@@ -293,7 +287,7 @@ TEST(EvalOperators, NullsRulesDepthAndReferenceFormulas) {
     h.ec->operators[OP_PLUS].callbacks[ZEM_TYPE_STRING] = fortyTwo;  // lets S + S parse
     gInputCalls.clear();
     for (const char *text : {"7 % 2", "D - S", "S + S"})  // no rule: nothing is evaluated
-        EXPECT_EQ("(fail)", EvalText(h.ec, h.parse(text))) << text;
+        EXPECT_EQ("(fail)", evaluate(h.ec, h.parse(text))) << text;
     EXPECT_EQ(0u, gInputCalls.size());
     int numbers = 0;
     int lines = EachReferenceLine(ZEM_EVAL_CASES, '\t', [&](const CaseFields &c) {
