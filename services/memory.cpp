@@ -51,10 +51,17 @@ BlockHeader *headerOf(const void *block) {
     return (BlockHeader *)((char *)block - sizeof(BlockHeader));
 }
 
-int roomOf(size_t size) {
-    if (!kRooms) return -1;
-    for (int r = 0; r < ROOMS; r++)
+// The room a request of size bytes gets, or -1 for a block of its own size.
+int roomFor(size_t size) {
+    for (int r = 0; kRooms && r < ROOMS; r++)
         if (size <= ROOM_SIZE[r]) return r;
+    return -1;
+}
+
+// The room a block was made with, or -1 for a block of its own size.
+int roomOf(const BlockHeader *h) {
+    for (int r = 0; kRooms && r < ROOMS; r++)
+        if (h->room == ROOM_SIZE[r]) return r;
     return -1;
 }
 
@@ -78,8 +85,9 @@ BlockCache *threadCache(bool make) {
 #ifndef _WIN32
     if (fastCache) return fastCache;
 #endif
+    if (cacheSlot == (uint32_t)-1) return 0;
     BlockCache *cache = (BlockCache *)SvcTlsGet(cacheSlot);
-    if (cache || !make || cacheSlot == (uint32_t)-1) return cache;
+    if (cache || !make) return cache;
     if (!(cache = (BlockCache *)calloc(1, sizeof *cache))) return 0;
     SvcTlsSet(cacheSlot, cache, freeCache);
     if (SvcTlsGet(cacheSlot) != cache) {
@@ -102,8 +110,8 @@ BlockHeader *takeCached(int room) {
 }
 
 bool putCached(BlockHeader *h) {
-    int room = roomOf(h->room);
-    if (room < 0 || ROOM_SIZE[room] != h->room) return false;  // a block of another size
+    int room = roomOf(h);
+    if (room < 0) return false;
     BlockCache *cache = threadCache(false);
     if (!cache || cache->count[room] >= CACHE_DEPTH) return false;
     *(void **)(h + 1) = cache->head[room];
@@ -124,7 +132,7 @@ void SvcMemoryStop(void) {
 
 void *SvcAlloc(size_t size) {
     if (failThisOne() || size > (size_t)-1 - sizeof(BlockHeader)) return 0;
-    int room = roomOf(size);
+    int room = roomFor(size);
     BlockHeader *h = room >= 0 ? takeCached(room) : 0;
     if (!h) {
         size_t want = room >= 0 ? ROOM_SIZE[room] : size;
@@ -151,7 +159,7 @@ void *SvcRealloc(void *block, size_t size) {
     BlockHeader *h = headerOf(block);
     size_t oldSize = h->size;
     // A small block keeps its room as long as the size fits it.
-    if (size > h->room || roomOf(h->room) < 0) {
+    if (size > h->room || roomOf(h) < 0) {
         if (!(h = (BlockHeader *)realloc(h, sizeof(BlockHeader) + size))) return 0;
         h->room = size;
     }
