@@ -195,17 +195,17 @@ extern "C" {
 
 // A null operand gives the null value, in each of the four.
 ZEMAPI int ZEMCALL SvcNumAdd(Number *result, const Number *left, const Number *right) {
-    if (!NumShortAdd(result, left, right, false)) addSigned(result, left, right, false);
+    if (!NumShortOp(result, '+', left, right)) addSigned(result, left, right, false);
     return 1;
 }
 
 ZEMAPI int ZEMCALL SvcNumSub(Number *result, const Number *left, const Number *right) {
-    if (!NumShortAdd(result, left, right, true)) addSigned(result, left, right, true);
+    if (!NumShortOp(result, '-', left, right)) addSigned(result, left, right, true);
     return 1;
 }
 
 ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *right) {
-    if (NumShortMul(result, left, right)) return 1;
+    if (NumShortOp(result, '*', left, right)) return 1;
     NumParts a, b;
     if (!unpackBoth(result, left, right, &a, &b)) return 1;
     NumWide r;
@@ -216,7 +216,7 @@ ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *r
 
 // Correctly rounded. A zero divisor gives the null value.
 ZEMAPI int ZEMCALL SvcNumDiv(Number *result, const Number *left, const Number *right) {
-    if (NumShortDiv(result, left, right)) return 1;
+    if (NumShortOp(result, '/', left, right)) return 1;
     NumParts a, b;
     if (!unpackBoth(result, left, right, &a, &b)) return 1;
     if (b.whole.n == 0) {

@@ -31,12 +31,7 @@ const uint64_t POW10[20] = {1ull,
                             1000000000000000000ull,
                             10000000000000000000ull};
 
-struct Short {
-    uint64_t coefficient;  // 0 for zero
-    int exponent;
-    int digits;  // of the coefficient; 0 for zero
-    bool negative;
-};
+typedef NumShort Short;
 
 // From the bit length: 1233 / 4096 is just above log10(2).
 int digitsOf(uint64_t x) {
@@ -45,36 +40,102 @@ int digitsOf(uint64_t x) {
     return d + (d < 20 && x >= POW10[d]);
 }
 
-// Takes the trailing zero digits off x (not zero), in halving steps; each
-// step divides by a constant, which costs no division instruction.
-template <int STEP>
-uint64_t dropStep(uint64_t x, long long *exponent) {
-    constexpr uint64_t power = STEP == 16 ? 10000000000000000ull : STEP == 8 ? 100000000ull
-                               : STEP == 4 ? 10000ull : STEP == 2 ? 100ull : 10ull;
-    while (x % power == 0) {
-        x /= power;
-        *exponent += STEP;
-    }
+// 10^k divides x when 2^k and 5^k do: k is at most the trailing zero bits,
+// and x * inverse(5^k), taken modulo 2^64, is x / 5^k exactly when that is
+// whole and otherwise lands above UINT64_MAX / 5^k. So the trailing zero
+// digits come off in halving steps of one multiplication each.
+constexpr uint64_t inverseOf(uint64_t odd) {
+    uint64_t x = odd;  // Newton's step doubles the bits that are right
+    for (int i = 0; i < 6; i++) x *= 2 - odd * x;
     return x;
 }
 
+constexpr uint64_t power5(int k) { return k == 0 ? 1 : 5 * power5(k - 1); }
+
+struct FiveStep {
+    int k;
+    uint64_t inverse, limit;
+};
+constexpr FiveStep FIVE_STEPS[] = {{16, inverseOf(power5(16)), UINT64_MAX / power5(16)},
+                                   {8, inverseOf(power5(8)), UINT64_MAX / power5(8)},
+                                   {4, inverseOf(power5(4)), UINT64_MAX / power5(4)},
+                                   {2, inverseOf(power5(2)), UINT64_MAX / power5(2)},
+                                   {1, inverseOf(power5(1)), UINT64_MAX / power5(1)}};
+
 uint64_t dropZeros(uint64_t x, long long *exponent) {
-    x = dropStep<16>(x, exponent);
-    x = dropStep<8>(x, exponent);
-    x = dropStep<4>(x, exponent);
-    x = dropStep<2>(x, exponent);
-    return dropStep<1>(x, exponent);
+    int twos = __builtin_ctzll(x), k = 0;
+    for (const FiveStep &step : FIVE_STEPS) {
+        uint64_t q = x * step.inverse;
+        if (k + step.k <= twos && q <= step.limit) {
+            x = q;
+            k += step.k;
+        }
+    }
+    *exponent += k;
+    return x >> k;
 }
 
+// The normal form of negative * coefficient * 10^exponent: no trailing zero
+// digit, zero positive with exponent 0. False when more than 16 digits are
+// left or the value is out of range (the general path gives null or zero).
+bool shortResult(Short *r, bool negative, uint64_t coefficient, long long exponent) {
+    if (coefficient == 0) {
+        *r = Short{0, 0, 0, false};
+        return true;
+    }
+    if (!(coefficient & 1)) coefficient = dropZeros(coefficient, &exponent);
+    int count = digitsOf(coefficient);
+    long long top = exponent + count - 1;
+    if (count > SHORT_DIGITS || top > NUM_TOP_MAX || top < NUM_TOP_MIN) return false;
+    *r = Short{coefficient, (int)exponent, count, negative};
+    return true;
+}
+
+bool readBoth(const Number *left, const Number *right, Short *a, Short *b) {
+    return NumShortRead(left, a) && NumShortRead(right, b);
+}
+
+bool shortAdd(Short *r, const Short *a, const Short *b, bool subtracting) {
+    bool bNegative = b->negative != subtracting;
+    if (a->coefficient == 0) return shortResult(r, bNegative, b->coefficient, b->exponent);
+    if (b->coefficient == 0) return shortResult(r, a->negative, a->coefficient, a->exponent);
+    int low = a->exponent < b->exponent ? a->exponent : b->exponent;
+    int upA = a->exponent - low, upB = b->exponent - low;
+    // Both aligned below 10^18, so that their sum stays inside the word.
+    if (a->digits + upA > 18 || b->digits + upB > 18) return false;
+    uint64_t x = a->coefficient * POW10[upA], y = b->coefficient * POW10[upB];
+    if (a->negative == bNegative) return shortResult(r, bNegative, x + y, low);
+    if (x >= y) return shortResult(r, a->negative, x - y, low);
+    return shortResult(r, bNegative, y - x, low);
+}
+
+bool shortMul(Short *r, const Short *a, const Short *b) {
+    if (a->coefficient == 0 || b->coefficient == 0) return shortResult(r, false, 0, 0);
+    if (a->digits + b->digits > 19) return false;
+    return shortResult(r, a->negative != b->negative, a->coefficient * b->coefficient,
+                       (long long)a->exponent + b->exponent);
+}
+
+// Only a quotient that comes out exact within 18 digits is taken here; a
+// zero divisor is left to the caller's rule.
+bool shortDiv(Short *r, const Short *a, const Short *b) {
+    if (b->coefficient == 0) return false;
+    if (a->coefficient == 0) return shortResult(r, false, 0, 0);
+    int up = 18 - a->digits;
+    uint64_t dividend = a->coefficient * POW10[up];
+    if (dividend % b->coefficient != 0) return false;
+    return shortResult(r, a->negative != b->negative, dividend / b->coefficient,
+                       (long long)a->exponent - up - b->exponent);
+}
+
+}  // namespace
+
 // False for the null value, more than 16 digits or a nibble above 9.
-bool readShort(const Number *value, Short *s) {
+bool NumShortRead(const Number *value, NumShort *s) {
     const unsigned char *b = value->bytes;
     int count = b[NUM_COUNT_BYTE];
     if (b[0] == 0 || count > SHORT_DIGITS) return false;
-    s->coefficient = 0;
-    s->digits = 0;
-    s->negative = false;
-    s->exponent = 0;
+    *s = Short{0, 0, 0, false};
     if (count == 0) return true;
     uint64_t x;
     memcpy(&x, b + NUM_DIGIT_BYTE, 8);
@@ -83,85 +144,38 @@ bool readShort(const Number *value, Short *s) {
     uint64_t limbs = NumBcdToLimbs(x);
     s->coefficient = (limbs >> 32) * 100000000ull + (uint32_t)limbs;
     if (s->coefficient == 0) return true;  // digits all zero: zero
-    s->digits = digitsOf(s->coefficient);
+    s->digits = count;  // a leading zero digit only makes the bounds stricter
     s->negative = b[NUM_SIGN_BYTE] != 0;
     s->exponent = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8);
     return true;
 }
 
-// Writes negative * coefficient * 10^exponent; false, writing nothing,
-// when more than 16 digits are left after the trailing zeros.
-bool writeShort(Number *value, bool negative, uint64_t coefficient, long long exponent) {
-    if (coefficient == 0) {
+void NumShortWrite(Number *value, const NumShort *s) {
+    if (s->coefficient == 0) {
         NumSetZero(value);
-        return true;
-    }
-    if (coefficient % 10 == 0) coefficient = dropZeros(coefficient, &exponent);
-    int count = digitsOf(coefficient);
-    if (count > SHORT_DIGITS) return false;
-    long long top = exponent + count - 1;
-    if (top > NUM_TOP_MAX) {
-        NumSetNull(value);
-        return true;
-    }
-    if (top < NUM_TOP_MIN) {
-        NumSetZero(value);
-        return true;
+        return;
     }
     memset(value, 0, sizeof *value);
-    uint64_t bcd = count <= 8 ? NumBcdOf8((uint32_t)coefficient)
-                              : (uint64_t)NumBcdOf8((uint32_t)(coefficient / 100000000u)) << 32 |
-                                    NumBcdOf8((uint32_t)(coefficient % 100000000u));
-    bcd <<= 4 * (SHORT_DIGITS - count);
-    bcd = NumBigEndian64(bcd);
+    uint64_t c = s->coefficient;
+    uint64_t bcd = s->digits <= 8 ? NumBcdOf8((uint32_t)c)
+                                  : (uint64_t)NumBcdOf8((uint32_t)(c / 100000000u)) << 32 | NumBcdOf8((uint32_t)(c % 100000000u));
+    bcd = NumBigEndian64(bcd << 4 * (SHORT_DIGITS - s->digits));
     memcpy(value->bytes + NUM_DIGIT_BYTE, &bcd, 8);
-    NumWriteHead(value, negative, count, (int)exponent);
-    return true;
+    NumWriteHead(value, s->negative, s->digits, s->exponent);
 }
 
-bool readBoth(const Number *left, const Number *right, Short *a, Short *b) {
-    return readShort(left, a) && readShort(right, b);
-}
-
-}  // namespace
-
-bool NumShortAdd(Number *result, const Number *left, const Number *right, bool subtracting) {
-    Short a, b;
-    if (!readBoth(left, right, &a, &b)) return false;
-    if (subtracting) b.negative = !b.negative;
-    if (a.coefficient == 0) return writeShort(result, b.negative, b.coefficient, b.exponent);
-    if (b.coefficient == 0) return writeShort(result, a.negative, a.coefficient, a.exponent);
-    int low = a.exponent < b.exponent ? a.exponent : b.exponent;
-    int upA = a.exponent - low, upB = b.exponent - low;
-    // Both aligned below 10^18, so that their sum stays inside the word.
-    if (a.digits + upA > 18 || b.digits + upB > 18) return false;
-    uint64_t x = a.coefficient * POW10[upA], y = b.coefficient * POW10[upB];
-    if (a.negative == b.negative) return writeShort(result, a.negative, x + y, low);
-    if (x >= y) return writeShort(result, a.negative, x - y, low);
-    return writeShort(result, b.negative, y - x, low);
-}
-
-bool NumShortMul(Number *result, const Number *left, const Number *right) {
-    Short a, b;
-    if (!readBoth(left, right, &a, &b)) return false;
-    if (a.coefficient == 0 || b.coefficient == 0) return writeShort(result, false, 0, 0);
-    if (a.digits + b.digits > 19) return false;
-    return writeShort(result, a.negative != b.negative, a.coefficient * b.coefficient,
-                      (long long)a.exponent + b.exponent);
-}
-
-// Only a quotient that comes out exact within 18 digits is taken here.
-bool NumShortDiv(Number *result, const Number *left, const Number *right) {
-    Short a, b;
-    if (!readBoth(left, right, &a, &b)) return false;
-    if (b.coefficient == 0) {
-        memset(result, 0, sizeof *result);
-        return true;
+bool NumShortCalc(NumShort *result, int op, const NumShort *a, const NumShort *b) {
+    switch (op) {
+    case '+': return shortAdd(result, a, b, false);
+    case '-': return shortAdd(result, a, b, true);
+    case '*': return shortMul(result, a, b);
+    default: return shortDiv(result, a, b);
     }
-    if (a.coefficient == 0) return writeShort(result, false, 0, 0);
-    int up = 18 - a.digits;
-    uint64_t dividend = a.coefficient * POW10[up];
-    if (dividend % b.coefficient != 0) return false;
-    return writeShort(result, a.negative != b.negative, dividend / b.coefficient,
-                      (long long)a.exponent - up - b.exponent);
+}
+
+bool NumShortOp(Number *result, int op, const Number *left, const Number *right) {
+    Short a, b, r;
+    if (!readBoth(left, right, &a, &b) || !NumShortCalc(&r, op, &a, &b)) return false;
+    NumShortWrite(result, &r);
+    return true;
 }

@@ -63,11 +63,26 @@ void NumMulSmall(NumWide *w, uint32_t factor);
 int NumCountDigits(const NumWide *w);
 // Drops limbs of value 0 from the top.
 void NumTrim(NumWide *w);
-// The operations on short operands with short exact results; false when
-// the general path must do it, leaving result alone.
-bool NumShortAdd(Number *result, const Number *left, const Number *right, bool subtracting);
-bool NumShortMul(Number *result, const Number *left, const Number *right);
-bool NumShortDiv(Number *result, const Number *left, const Number *right);
+// ---- Numbers of at most 16 digits as one binary word, the fast path of
+// the arithmetic and what the evaluator keeps between operations, so that
+// a result is packed only when somebody reads it.
+typedef struct NumShort {
+    uint64_t coefficient;  // 0 for zero
+    int exponent;
+    int digits;  // of the coefficient; 0 for zero
+    bool negative;
+} NumShort;
+
+// False for the null value, more than 16 digits or a nibble above 9.
+bool NumShortRead(const Number *value, NumShort *out);
+// Packs a short result of NumShortCalc.
+void NumShortWrite(Number *value, const NumShort *s);
+// + - * / (op is the character) when the exact result, normalised, has at
+// most 16 digits and is in range; false when the general path must do it,
+// a zero divisor included.
+bool NumShortCalc(NumShort *result, int op, const NumShort *a, const NumShort *b);
+// The same on packed values; false leaves result alone.
+bool NumShortOp(Number *result, int op, const Number *left, const Number *right);
 
 // ---- Regional settings and the locale block of the picture conversions.
 const ZEMRegional *SvcRegional(void);  // the settings in force
