@@ -23,44 +23,74 @@ constexpr int kMaxDepth = 1000;
 enum { ValueSize = ZEM_VALUE_SIZE, TextStartSize = 50, AggregateMode = 1 };
 
 // A node's value: a Number or DateTime in place, or an owned block (a text,
-// or the block a host callback filled). Neither: no result.
+// or the block a host callback filled), or nothing (no result). Two forms
+// stand in for a Number in place until its bytes are asked for: a short
+// Number the evaluator computed, kept as a binary word, and a literal of
+// the tree, read where it is.
 struct Value {
+    enum Form : unsigned char { None, Block, InPlace, Short, Literal };
+    Form form = None;
     void *block = 0;
-    bool fixed = false;
+    const Number *literal = 0;
+    NumShort quick;
     Number inPlace;
     Value() {}
-    ~Value() { SvcFree(block); }
+    ~Value() {
+        if (block) SvcFree(block);
+    }
     Value(const Value &) = delete;
     Value &operator=(const Value &) = delete;
-    bool has() const { return block || fixed; }
-    void *data() { return block ? block : fixed ? &inPlace : 0; }
+    bool has() const { return form != None; }
+    void *data() {
+        switch (form) {
+        case None: return 0;
+        case Block: return block;
+        case Short: NumShortWrite(&inPlace, &quick); break;
+        case Literal: memcpy(&inPlace, literal, ValueSize); break;
+        case InPlace: break;
+        }
+        form = InPlace;
+        return &inPlace;
+    }
     Number *number() { return (Number *)data(); }
+    // The value as a short binary Number, when it is one: the word kept
+    // here, or the bytes read into scratch.
+    const NumShort *shortForm(NumShort *scratch) {
+        if (form == Short) return &quick;
+        const Number *bytes = form == Literal ? literal : (const Number *)data();
+        return bytes && NumShortRead(bytes, scratch) ? scratch : 0;
+    }
+    void setBlock(void *b) {
+        block = b;
+        form = b ? Block : None;
+    }
+    void setLiteral(const void *bytes) {
+        literal = (const Number *)bytes;
+        form = Literal;
+    }
     // A zeroed Number in place, to be filled.
     Number *place() {
         memset(&inPlace, 0, sizeof inPlace);
-        fixed = true;
+        form = InPlace;
         return &inPlace;
     }
-    void clear() {
-        SvcFree(block);
-        block = 0;
-        fixed = false;
+    // The result of a short operation, computed straight into the word.
+    bool placeShort(int op, const NumShort *a, const NumShort *b) {
+        if (!NumShortCalc(&quick, op, a, b)) return false;
+        form = Short;
+        return true;
     }
-    // Moves other's value here, dropping what was here.
-    void take(Value &other) {
-        SvcFree(block);
-        block = other.block;
-        fixed = other.fixed;
-        inPlace = other.inPlace;
-        other.block = 0;
-        other.fixed = false;
+    void clear() {
+        if (block) SvcFree(block);
+        block = 0;
+        form = None;
     }
     // The value as a block of its own, for those who need one.
     void *takeBlock() {
         void *b = block;
         block = 0;
-        if (!b && fixed && (b = SvcAlloc(ValueSize)) != 0) memcpy(b, &inPlace, ValueSize);
-        fixed = false;
+        if (!b && has() && (b = SvcAlloc(ValueSize)) != 0) memcpy(b, data(), ValueSize);
+        form = None;
         return b;
     }
 };
@@ -101,7 +131,7 @@ char *copyOfText(const char *text) {
 // ---- Leaves
 
 void numberLiteral(const ExpNode *node, Value &out) {
-    if (node->left) memcpy(out.place(), node->left, ValueSize);
+    if (node->left) out.setLiteral(node->left);
 }
 
 // A literal is read again at every evaluation; a text that no longer reads
@@ -257,13 +287,27 @@ int arithmeticCode(const ExpNode *node) {
     }
 }
 
+// Both operands short and the exact result short: the result stays a
+// binary word. A division with a zero on either side gives zero.
+bool shortArithmetic(int code, Value &left, Value &right, Value &out) {
+    NumShort scratchA, scratchB;
+    const NumShort *a = left.shortForm(&scratchA), *b = a ? right.shortForm(&scratchB) : 0;
+    if (!b) return false;
+    if (code == OP_DIVIDE && (a->coefficient == 0 || b->coefficient == 0)) {
+        zeroNumber(out.place());
+        return true;
+    }
+    return out.placeShort(code == OP_PLUS ? '+' : code == OP_MINUS ? '-' : code == OP_MULTIPLY ? '*' : '/', a, b);
+}
+
 // + - * / on two Numbers: a host's callback in the operator's Number slot
 // takes the operands exactly as they came; else a null operand counts as
 // zero, and a division with a zero on either side gives zero.
 void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
     if (!left.has() || !right.has()) return;
-    Number *result = out.place();
     ZEMOperatorCallback hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER];
+    if (!hostOperator && shortArithmetic(code, left, right, out)) return;
+    Number *result = out.place();
     if (hostOperator) {
         hostOperator(walk.ec, walk.current, 0, ValueSize, left.data(), ValueSize, right.data(),
                      ValueSize, result);
@@ -300,19 +344,18 @@ void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
         node = child(node->left);
     }
     // The partial result goes back and forth between two values, so that
-    // no step copies it.
+    // no step copies it; the last step writes straight into out.
     Walk at = {walk.ec, walk.current, walk.depth + n - 1};
     Value sums[2];
     int sum = 0;
-    evalAt(at, node, sums[sum]);
+    evalAt(at, node, n ? sums[sum] : out);
     for (; n > 0; n--, at.depth--) {
         Value right;
         evalAt(at, child(run[n - 1]->right), right);
-        arithmetic(at, arithmeticCode(run[n - 1]), sums[sum], right, sums[sum ^ 1]);
+        arithmetic(at, arithmeticCode(run[n - 1]), sums[sum], right, n == 1 ? out : sums[sum ^ 1]);
         sums[sum].clear();
         sum ^= 1;
     }
-    out.take(sums[sum]);
 }
 
 // date + n and date - n, with the unit in the node's flags (0 is a day).
@@ -339,7 +382,7 @@ void concatenation(const Walk &walk, const ExpNode *node, Value &out) {
     if (!result) return;
     memcpy(result, l, a);
     memcpy(result + a, r, b + 1);
-    out.block = result;
+    out.setBlock(result);
 }
 
 // The rule of an operator node by its kind and data type. A combination
@@ -382,9 +425,9 @@ void evalAt(const Walk &outer, const ExpNode *node, Value &out) {
     switch (node->kind) {
     case NodeNumber: numberLiteral(node, out); return;
     case NodeDate: dateLiteral(node, out); return;
-    case NodeString: out.block = stringLiteral(node); return;
-    case NodeInput: out.block = inputValue(walk, node); return;
-    case NodeFunction: out.block = functionValue(walk, node); return;
+    case NodeString: out.setBlock(stringLiteral(node)); return;
+    case NodeInput: out.setBlock(inputValue(walk, node)); return;
+    case NodeFunction: out.setBlock(functionValue(walk, node)); return;
     case NodeExpression: referredValue(walk, node, out); return;
     default:
         if (isOperatorKind(node->kind)) operatorValue(walk, node, out);
