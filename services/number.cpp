@@ -36,54 +36,56 @@ enum {
 
 const uint32_t POW10[NUM_LIMB_DIGITS] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
 
-// A whole number of exactly NUM_PRECISION digits fills WINDOW limbs, each
-// four digit bytes.
+// A window of NUM_PRECISION digits fills WINDOW limbs, each four digit
+// bytes.
 enum { WINDOW = NUM_PRECISION / NUM_LIMB_DIGITS };
 
-// Brings w (not zero) to exactly NUM_PRECISION digits: multiplied by a
-// power of ten, or divided by one with the dropped digits rounded half-even.
-// Gives the power of ten the digits moved down by, negative for up; the
-// digits are the WINDOW limbs from w->limb + *drop.
-int toWindow(NumWide *w, int *drop) {
-    int shift = NumCountDigits(w) - NUM_PRECISION;
-    *drop = 0;
-    if (shift <= 0) {
-        NumShiftUp(w, -shift);
-        return shift;
-    }
-    // Up to a whole number of limbs too many, which are then left out.
-    int up = (NUM_LIMB_DIGITS - shift % NUM_LIMB_DIGITS) % NUM_LIMB_DIGITS;
-    if (up) NumMulSmall(w, POW10[up]);
-    int below = (shift + up) / NUM_LIMB_DIGITS;
-    *drop = below;
-    // The limbs left out against one half of the last digit kept: the
-    // highest of them, and whether anything is left below it.
-    uint32_t guard = w->limb[below - 1];
-    bool rest = false;
-    for (int i = 0; i < below - 1 && !rest; i++) rest = w->limb[i] != 0;
-    uint32_t *window = w->limb + below;
-    const uint32_t half = NUM_LIMB_BASE / 2;
-    if (guard < half || (guard == half && !rest && !(window[0] & 1))) return shift;
-    for (int i = 0; i < WINDOW; i++) {
-        if (++window[i] < NUM_LIMB_BASE) return shift;
-        window[i] = 0;
-    }
-    // All nines went up to 10^NUM_PRECISION: one digit more.
-    window[WINDOW - 1] = NUM_LIMB_BASE / 10;
-    return shift + 1;
+const uint64_t NINES = 0x9999999999999999ull;
+
+// x plus one in its lowest digit; x holds BCD digits that are not all nines.
+uint64_t bcdIncrement(uint64_t x) {
+    int nines = __builtin_ctzll(x ^ NINES) & ~3;
+    return ((x >> nines) + 1) << nines;
 }
 
-// Writes the window's digits; gives how many there are without the
-// trailing zeros.
-int packDigits(unsigned char *b, const uint32_t *window) {
-    unsigned char *out = b + DIGIT_BYTE;
-    for (int i = WINDOW - 1; i >= 0; i--, out += 4) {
-        uint32_t bcd = window[i] ? NumBigEndian32(NumBcdOf8(window[i])) : 0;
-        memcpy(out, &bcd, 4);
+// Writes the value whose leading digit, at 10^top, is the top nibble of
+// d0: d0, d1 and the upper half of d2 hold the 40 digits kept, the nibble
+// below them decides the rounding, and anything else in d2 or a true
+// sticky says that something below that is not zero.
+void finish(Number *value, int negative, uint64_t d0, uint64_t d1, uint64_t d2, bool sticky, long long top) {
+    uint32_t last = (uint32_t)(d2 >> 32);
+    uint32_t guard = (uint32_t)(d2 >> 28) & 0x0F;
+    sticky = sticky || (d2 & 0x0FFFFFFF) != 0;
+    if (guard > 5 || (guard == 5 && (sticky || (last & 1)))) {
+        if (last != 0x99999999u) {
+            last = (uint32_t)bcdIncrement(last);
+        } else if (last = 0, d1 != NINES) {
+            d1 = bcdIncrement(d1);
+        } else if (d1 = 0, d0 != NINES) {
+            d0 = bcdIncrement(d0);
+        } else {
+            // All nines went up to 10^NUM_PRECISION: one digit more.
+            d0 = 1ull << 60;
+            top++;
+        }
     }
-    int last = NUM_PRECISION / 2 - 1;
-    while (b[DIGIT_BYTE + last] == 0) last--;
-    return 2 * last + ((b[DIGIT_BYTE + last] & 0x0F) ? 2 : 1);
+    if (top > TOP_MAX) {
+        NumSetNull(value);
+        return;
+    }
+    if (top < TOP_MIN) {
+        NumSetZero(value);
+        return;
+    }
+    int count = last ? 40 - __builtin_ctz(last) / 4 : d1 ? 32 - __builtin_ctzll(d1) / 4 : 16 - __builtin_ctzll(d0) / 4;
+    unsigned char *b = value->bytes;
+    d0 = NumBigEndian64(d0);
+    d1 = NumBigEndian64(d1);
+    last = NumBigEndian32(last);
+    memcpy(b + DIGIT_BYTE, &d0, 8);
+    memcpy(b + DIGIT_BYTE + 8, &d1, 8);
+    memcpy(b + DIGIT_BYTE + 16, &last, 4);
+    NumWriteHead(value, negative, count, (int)(top - (count - 1)));
 }
 
 // The two digits of a digit byte, a nibble above 9 read as 9.
@@ -248,25 +250,46 @@ int NumUnpack(const Number *value, NumParts *out) {
     return 1;
 }
 
-void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
+void NumPackDigits(Number *value, int negative, const uint64_t *words, int n, long long power, bool sticky) {
+    int k = 0;
+    while (k < n && words[k] == 0) k++;
+    if (k == n) {
+        NumSetZero(value);
+        return;
+    }
+    int zeros = __builtin_clzll(words[k]) / 4, shift = 4 * zeros;
+    uint64_t d[3];
+    for (int i = 0; i < 3; i++) {
+        uint64_t w = k + i < n ? words[k + i] : 0, next = k + i + 1 < n ? words[k + i + 1] : 0;
+        d[i] = shift ? w << shift | next >> (64 - shift) : w;
+    }
+    if (k + 3 < n) sticky = sticky || words[k + 3] << shift != 0;
+    for (int i = k + 4; i < n && !sticky; i++) sticky = words[i] != 0;
+    finish(value, negative, d[0], d[1], d[2], sticky, power - 16 * k - zeros);
+}
+
+void NumPackRound(Number *value, int negative, NumWide *w, long long exponent, bool sticky) {
     NumTrim(w);
-    if (w->n == 0) {
+    int n = w->n;
+    if (n == 0) {
         NumSetZero(value);
         return;
     }
-    int drop;
-    exponent += toWindow(w, &drop);
-    long long top = exponent + NUM_PRECISION - 1;
-    if (top > TOP_MAX) {
-        NumSetNull(value);
-        return;
+    // The top six limbs hold the digits kept and the one deciding the
+    // rounding; below them only whether any is not zero counts.
+    uint64_t words[3];
+    for (int j = 0; j < 3; j++) {
+        int high = n - 1 - 2 * j, low = high - 1;
+        uint64_t a = high >= 0 && w->limb[high] ? NumBcdOf8(w->limb[high]) : 0;
+        uint64_t b = low >= 0 && w->limb[low] ? NumBcdOf8(w->limb[low]) : 0;
+        words[j] = a << 32 | b;
     }
-    if (top < TOP_MIN) {
-        NumSetZero(value);
-        return;
-    }
-    int count = packDigits(value->bytes, w->limb + drop);
-    NumWriteHead(value, negative, count, (int)top - (count - 1));
+    for (int i = 0; i < n - 6 && !sticky; i++) sticky = w->limb[i] != 0;
+    NumPackDigits(value, negative, words, 3, exponent + NUM_LIMB_DIGITS * n - 1, sticky);
+}
+
+void NumPack(Number *value, int negative, NumWide *w, long long exponent) {
+    NumPackRound(value, negative, w, exponent, false);
 }
 
 void NumEncodeDigits(Number *value, int negative, const char *digits, int count, int exponent) {

@@ -7,7 +7,7 @@
 // ten beside it; NumPack rounds, normalises and checks the range.
 #include <string.h>
 
-#include "services/values.h"
+#include "services/number_bytes.h"
 
 namespace {
 
@@ -152,7 +152,7 @@ bool unpackBoth(Number *result, const Number *left, const Number *right, NumPart
     return false;
 }
 
-void addSigned(Number *result, const Number *left, const Number *right, bool subtracting) {
+void addWide(Number *result, const Number *left, const Number *right, bool subtracting) {
     NumParts a, b;
     if (!unpackBoth(result, left, right, &a, &b)) return;
     if (subtracting) b.negative = !b.negative;
@@ -187,6 +187,116 @@ void addSigned(Number *result, const Number *left, const Number *right, bool sub
         negative = lo->negative;
     }
     NumPack(result, negative, x, low);
+}
+
+// ---- Sums worked on the digit bytes themselves.
+const uint64_t NINES = 0x9999999999999999ull;
+
+// An operand as its digits in three words, the first the highest, with
+// the power of ten of the leading digit.
+struct Digits {
+    uint64_t word[3];
+    int top;
+    bool negative;
+    bool zero;
+};
+
+// False for the null value and for bytes not built here (a nibble above 9,
+// a leading zero), which the limbs deal with.
+bool readDigits(const Number *value, Digits *d) {
+    const unsigned char *b = value->bytes;
+    if (b[0] == 0) return false;
+    int count = b[NUM_COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[NUM_COUNT_BYTE];
+    uint32_t last;
+    memcpy(&d->word[0], b + NUM_DIGIT_BYTE, 8);
+    memcpy(&d->word[1], b + NUM_DIGIT_BYTE + 8, 8);
+    memcpy(&last, b + NUM_DIGIT_BYTE + 16, 4);
+    d->word[0] = NumBigEndian64(d->word[0]);
+    d->word[1] = NumBigEndian64(d->word[1]);
+    d->word[2] = (uint64_t)NumBigEndian32(last) << 32;
+    for (int k = 0; k < 3; k++) {
+        int keep = count - 16 * k;
+        if (keep <= 0) d->word[k] = 0;
+        else if (keep < 16) d->word[k] &= ~0ull << 4 * (16 - keep);
+        if (NumNibbleAbove9(d->word[k])) return false;
+    }
+    d->zero = count == 0;
+    if (d->zero) return true;
+    if (d->word[0] >> 60 == 0) return false;
+    d->negative = b[NUM_SIGN_BYTE] != 0;
+    d->top = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8) + count - 1;
+    return true;
+}
+
+// Shifts the three words down by at nibbles into the six of s.
+void place(uint64_t *s, const uint64_t *w, int at) {
+    int q = at / 16, shift = 4 * (at % 16);
+    for (int i = 0; i < 3; i++) {
+        s[q + i] |= w[i] >> shift;
+        if (shift) s[q + i + 1] |= w[i] << (64 - shift);
+    }
+}
+
+// One word of a BCD sum with the carry in and out: each nibble is given 6
+// beforehand, so that a decimal carry is a binary one, and the nibbles
+// that did not carry give it back.
+uint64_t addWord(uint64_t a, uint64_t b, unsigned *carry) {
+    uint64_t t1 = a + 0x6666666666666666ull;
+    uint64_t t2 = t1 + b;
+    unsigned out = t2 < t1;
+    uint64_t sum = t2 + *carry;
+    out |= sum < t2;
+    uint64_t carries = ~(sum ^ t1 ^ b) & 0x1111111111111110ull;
+    *carry = out;
+    return sum - ((carries >> 2) | (carries >> 3)) - (out ? 0 : 0x6000000000000000ull);
+}
+
+int compareWords(const uint64_t *x, const uint64_t *y) {
+    for (int i = 0; i < 6; i++)
+        if (x[i] != y[i]) return x[i] < y[i] ? -1 : 1;
+    return 0;
+}
+
+// r = x + y, or x - y when x >= y, on six words.
+void addWords(uint64_t *r, const uint64_t *x, const uint64_t *y, bool subtracting) {
+    unsigned carry = subtracting;
+    for (int i = 5; i >= 0; i--) r[i] = addWord(x[i], subtracting ? NINES - y[i] : y[i], &carry);
+}
+
+// Both operands placed below a spare digit for the carry: 42 digits apart
+// at the most and 40 each, so within 83 digits.
+void addSigned(Number *result, const Number *left, const Number *right, bool subtracting) {
+    Digits a, b;
+    if (!readDigits(left, &a) || !readDigits(right, &b)) {
+        addWide(result, left, right, subtracting);
+        return;
+    }
+    if (subtracting) b.negative = !b.negative;
+    if (a.zero || b.zero) {
+        const Digits *only = a.zero ? &b : &a;
+        NumPackDigits(result, only->negative, only->word, 3, only->top, false);
+        return;
+    }
+    Digits *hi = a.top >= b.top ? &a : &b, *lo = hi == &a ? &b : &a;
+    int gap = hi->top - lo->top;
+    if (gap > SUM_REACH - 1) {
+        lo->word[0] = 1ull << 60;
+        lo->word[1] = lo->word[2] = 0;
+        gap = SUM_REACH;
+    }
+    uint64_t x[6] = {0}, y[6] = {0}, r[6];
+    place(x, hi->word, 1);
+    place(y, lo->word, 1 + gap);
+    bool negative = hi->negative;
+    if (hi->negative == lo->negative) {
+        addWords(r, x, y, false);
+    } else if (compareWords(x, y) >= 0) {
+        addWords(r, x, y, true);
+    } else {
+        addWords(r, y, x, true);
+        negative = lo->negative;
+    }
+    NumPackDigits(result, negative, r, 6, hi->top + 1, false);
 }
 
 }  // namespace
@@ -229,18 +339,14 @@ ZEMAPI int ZEMCALL SvcNumDiv(Number *result, const Number *left, const Number *r
     }
     // Scale the dividend so that the quotient has at least one digit more
     // than the precision; the remainder then only says whether anything is
-    // left below it, which a unit one place further down stands for.
+    // left below it.
     int scale = NUM_PRECISION + 1 + NumCountDigits(&b.whole) - NumCountDigits(&a.whole);
     if (scale < 0) scale = 0;
     NumShiftUp(&a.whole, scale);
     NumWide q;
     long long exponent = (long long)a.exponent - scale - b.exponent;
-    if (divide(&q, &a.whole, &b.whole)) {
-        NumShiftUp(&q, 1);
-        q.limb[0] |= 1;
-        exponent--;
-    }
-    NumPack(result, a.negative != b.negative, &q, exponent);
+    bool rest = divide(&q, &a.whole, &b.whole);
+    NumPackRound(result, a.negative != b.negative, &q, exponent, rest);
     return 1;
 }
 

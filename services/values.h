@@ -54,6 +54,11 @@ int NumUnpack(const Number *value, NumParts *out);
 // Builds a value from whole * 10^exponent as NumEncodeDigits does. whole
 // is used up.
 void NumPack(Number *value, int negative, NumWide *whole, long long exponent);
+// The same with sticky saying that something not zero is left below whole.
+void NumPackRound(Number *value, int negative, NumWide *whole, long long exponent, bool sticky);
+// Builds a value from n words of BCD digits, the first the highest, whose
+// top nibble stands at 10^power, rounding as NumPack.
+void NumPackDigits(Number *value, int negative, const uint64_t *words, int n, long long power, bool sticky);
 // Multiplies by 10^k, k >= 0; the result must fit.
 void NumShiftUp(NumWide *w, int k);
 // Multiplies by factor (below the base); limb[n] is set even when the
