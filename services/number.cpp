@@ -135,10 +135,20 @@ void windowPair(const unsigned char *b, int count, int k, uint32_t *high, uint32
 // limb[n - 1]; gives n.
 int windowLimbs(const unsigned char *b, int count, uint32_t *limb) {
     int n = (count + NUM_LIMB_DIGITS - 1) / NUM_LIMB_DIGITS;
-    uint32_t spare;
-    for (int k = 0; 16 * k < count; k++) {
-        int top = n - 1 - 2 * k;
-        windowPair(b, count, k, &limb[top], top > 0 ? &limb[top - 1] : &spare);
+    uint64_t word[3];
+    if (!NumReadWords(b, count, word)) {
+        uint32_t spare;
+        for (int k = 0; 16 * k < count; k++) {
+            int top = n - 1 - 2 * k;
+            windowPair(b, count, k, &limb[top], top > 0 ? &limb[top - 1] : &spare);
+        }
+        return n;
+    }
+    // Two groups of eight digits a word, the highest group at the top.
+    for (int k = 0, top = n - 1; top >= 0; k++, top -= 2) {
+        uint64_t pair = NumBcdToLimbs(word[k]);
+        limb[top] = (uint32_t)(pair >> 32);
+        if (top > 0) limb[top - 1] = (uint32_t)pair;
     }
     return n;
 }

@@ -51,19 +51,35 @@ void subtract(NumWide *r, const NumWide *x, const NumWide *y) {
     NumTrim(r);
 }
 
-// Column by column: each product is below 10^16, so a column of up to
-// NUM_LIMBS of them and the carry stay far inside 64 bits.
+// r = x * y for operands of one window each. The columns of products
+// first, each below 10^17; then each column keeps its low limb and hands
+// its high part on, twice over, which leaves carries of 0 or 1. Splitting
+// every column on its own keeps the divisions out of one long chain.
 void multiply(NumWide *r, const NumWide *x, const NumWide *y) {
-    int n = x->n + y->n;
-    uint64_t carry = 0;
-    for (int k = 0; k < n; k++) {
-        int first = k < y->n ? 0 : k - y->n + 1, last = k < x->n ? k : x->n - 1;
-        uint64_t t = carry;
-        for (int i = first; i <= last; i++) t += (uint64_t)x->limb[i] * y->limb[k - i];
-        r->limb[k] = (uint32_t)(t % BASE);
-        carry = t / BASE;
+    enum { W = NUM_PRECISION / NUM_LIMB_DIGITS };
+    uint32_t a[W], b[W];
+    for (int i = 0; i < W; i++) {
+        a[i] = i < x->n ? x->limb[i] : 0;
+        b[i] = i < y->n ? y->limb[i] : 0;
     }
-    r->n = n;
+    uint64_t column[2 * W] = {0};
+    for (int i = 0; i < W; i++)
+        for (int j = 0; j < W; j++) column[i + j] += (uint64_t)a[i] * b[j];
+    for (int pass = 0; pass < 2; pass++) {
+        uint64_t high = 0;
+        for (int k = 0; k < 2 * W; k++) {
+            uint64_t next = column[k] / BASE;
+            column[k] = column[k] % BASE + high;
+            high = next;
+        }
+    }
+    uint32_t carry = 0;
+    for (int k = 0; k < 2 * W; k++) {
+        uint32_t t = (uint32_t)column[k] + carry;
+        carry = t >= BASE;
+        r->limb[k] = carry ? t - BASE : t;
+    }
+    r->n = 2 * W;
     NumTrim(r);
 }
 
@@ -207,19 +223,7 @@ bool readDigits(const Number *value, Digits *d) {
     const unsigned char *b = value->bytes;
     if (b[0] == 0) return false;
     int count = b[NUM_COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[NUM_COUNT_BYTE];
-    uint32_t last;
-    memcpy(&d->word[0], b + NUM_DIGIT_BYTE, 8);
-    memcpy(&d->word[1], b + NUM_DIGIT_BYTE + 8, 8);
-    memcpy(&last, b + NUM_DIGIT_BYTE + 16, 4);
-    d->word[0] = NumBigEndian64(d->word[0]);
-    d->word[1] = NumBigEndian64(d->word[1]);
-    d->word[2] = (uint64_t)NumBigEndian32(last) << 32;
-    for (int k = 0; k < 3; k++) {
-        int keep = count - 16 * k;
-        if (keep <= 0) d->word[k] = 0;
-        else if (keep < 16) d->word[k] &= ~0ull << 4 * (16 - keep);
-        if (NumNibbleAbove9(d->word[k])) return false;
-    }
+    if (!NumReadWords(b, count, d->word)) return false;
     d->zero = count == 0;
     if (d->zero) return true;
     if (d->word[0] >> 60 == 0) return false;

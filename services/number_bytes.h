@@ -44,20 +44,20 @@ inline uint64_t NumBigEndian64(uint64_t x) { return __builtin_bswap64(x); }
 inline uint32_t NumBigEndian32(uint32_t x) { return __builtin_bswap32(x); }
 #endif
 
+// The four BCD digits of each number below 10^4.
+struct NumBcdTable {
+    uint16_t bcd[10000];
+    constexpr NumBcdTable() : bcd() {
+        for (int i = 0; i < 10000; i++) bcd[i] = (uint16_t)(i / 1000 << 12 | i / 100 % 10 << 8 | i / 10 % 10 << 4 | i % 10);
+    }
+};
+inline constexpr NumBcdTable NUM_BCD_TABLE;
+
 // Eight digits (v below 10^8) as BCD, the lowest digit in the lowest
-// nibble. The divisions work on several parts of one word at once: each
-// part is far enough from the next that no product spills into it.
+// nibble.
 inline uint32_t NumBcdOf8(uint32_t v) {
     uint32_t high = v / 10000;
-    uint64_t x = (uint64_t)high << 32 | (v - high * 10000);  // two parts of 0 to 9999
-    uint64_t hundreds = (x * 5243 >> 19) & 0x0000007F0000007Full;
-    uint64_t ones = x - hundreds * 100;
-    // Four parts of 0 to 99 in 16-bit lanes, the lowest digits lowest.
-    x = (ones & 0xFF) | (hundreds & 0xFF) << 16 | (ones >> 32) << 32 | (hundreds >> 32) << 48;
-    uint64_t tens = (x * 103 >> 10) & 0x000F000F000F000Full;
-    x = tens << 4 | (x - tens * 10);
-    x = (x | x >> 8) & 0x0000FFFF0000FFFFull;
-    return (uint32_t)(x | x >> 16);
+    return (uint32_t)NUM_BCD_TABLE.bcd[high] << 16 | NUM_BCD_TABLE.bcd[v - high * 10000];
 }
 
 // Sixteen BCD nibbles (none above 9) as two limbs of eight digits, the
@@ -71,5 +71,26 @@ inline uint64_t NumBcdToLimbs(uint64_t x) {
 
 // Bit 3 with bit 2 or bit 1 of a nibble: a nibble above 9 somewhere in x.
 inline bool NumNibbleAbove9(uint64_t x) { return (x & (x << 1 | x << 2) & 0x8888888888888888ull) != 0; }
+
+// The digit bytes of a value with count digits as three words, the
+// first the highest and the last in the top half of its word, digits past
+// the count 0; false when a nibble is above 9.
+inline bool NumReadWords(const unsigned char *b, int count, uint64_t *word) {
+    uint32_t last;
+    memcpy(&word[0], b + NUM_DIGIT_BYTE, 8);
+    memcpy(&word[1], b + NUM_DIGIT_BYTE + 8, 8);
+    memcpy(&last, b + NUM_DIGIT_BYTE + 16, 4);
+    word[0] = NumBigEndian64(word[0]);
+    word[1] = NumBigEndian64(word[1]);
+    word[2] = (uint64_t)NumBigEndian32(last) << 32;
+    bool above9 = false;
+    for (int k = 0; k < 3; k++) {
+        int keep = count - 16 * k;
+        if (keep <= 0) word[k] = 0;
+        else if (keep < 16) word[k] &= ~0ull << 4 * (16 - keep);
+        above9 = above9 || NumNibbleAbove9(word[k]);
+    }
+    return !above9;
+}
 
 #endif
