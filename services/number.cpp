@@ -226,15 +226,20 @@ int NumCountDigits(const NumWide *w) {
     return (w->n - 1) * NUM_LIMB_DIGITS + d;
 }
 
+// Each product is split on its own; its low part and the high part of the
+// one below stay under twice the base, so only a carry of 0 or 1 runs
+// from limb to limb.
 void NumMulSmall(NumWide *w, uint32_t factor) {
-    uint64_t carry = 0;
+    uint32_t high = 0, carry = 0;
     for (int i = 0; i < w->n; i++) {
-        uint64_t t = (uint64_t)w->limb[i] * factor + carry;
-        w->limb[i] = (uint32_t)(t % NUM_LIMB_BASE);
-        carry = t / NUM_LIMB_BASE;
+        uint64_t p = (uint64_t)w->limb[i] * factor;
+        uint32_t t = (uint32_t)(p % NUM_LIMB_BASE) + high + carry;
+        high = (uint32_t)(p / NUM_LIMB_BASE);
+        carry = t >= NUM_LIMB_BASE;
+        w->limb[i] = carry ? t - NUM_LIMB_BASE : t;
     }
-    w->limb[w->n] = (uint32_t)carry;
-    if (carry) w->n++;
+    w->limb[w->n] = high + carry;
+    if (w->limb[w->n]) w->n++;
 }
 
 void NumShiftUp(NumWide *w, int k) {

@@ -98,18 +98,19 @@ bool divideShort(NumWide *q, const NumWide *u, uint32_t v) {
 
 // One step of long division: takes qhat times v from the n+1 limbs of u at
 // u[0..n] and gives the quotient limb, corrected when qhat was one too big.
+// As in NumMulSmall each product is split on its own, so only a borrow of
+// 0 to 2 runs from limb to limb.
 uint32_t divideStep(uint32_t *u, const NumWide *v, uint64_t qhat) {
     int n = v->n;
-    uint64_t carry = 0;
-    int64_t borrow = 0;
+    int64_t high = 0, borrow = 0;
     for (int i = 0; i < n; i++) {
-        uint64_t p = qhat * v->limb[i] + carry;
-        carry = p / BASE;
-        int64_t t = (int64_t)u[i] - (int64_t)(p % BASE) - borrow;
-        borrow = t < 0;
-        u[i] = (uint32_t)(borrow ? t + BASE : t);
+        uint64_t p = qhat * v->limb[i];
+        int64_t t = (int64_t)u[i] - (int64_t)(p % BASE) - high - borrow;
+        high = (int64_t)(p / BASE);
+        borrow = (t < 0) + (t < -(int64_t)BASE);
+        u[i] = (uint32_t)(t + borrow * BASE);
     }
-    int64_t t = (int64_t)u[n] - (int64_t)carry - borrow;
+    int64_t t = (int64_t)u[n] - high - borrow;
     if (t >= 0) {
         u[n] = (uint32_t)t;
         return (uint32_t)qhat;
@@ -303,6 +304,94 @@ void addSigned(Number *result, const Number *left, const Number *right, bool sub
     NumPackDigits(result, negative, r, 6, hi->top + 1, false);
 }
 
+#ifdef __SIZEOF_INT128__
+// ---- Quotients on 64-bit words.
+// Both operands as windows of 40 digits, binary numbers of three words
+// between 10^39 and 10^40, so that their quotient lies between 0.1 and 10.
+// Its digit above the point and then three groups of 16 below it come one
+// step each from a binary remainder; the estimate of each group from the
+// top 64 bits of the divisor is at most two too big.
+typedef unsigned __int128 u128;
+
+const uint64_t E8 = 100000000ull, E16 = E8 * E8;
+
+// The window of a value read by readDigits, low word first.
+void windowOf(const Digits *d, uint64_t *w) {
+    uint64_t high = NumBcdToLimbs(d->word[0]), mid = NumBcdToLimbs(d->word[1]);
+    uint64_t low = NumBcdToLimbs(d->word[2]) >> 32;
+    u128 top = ((u128)((high >> 32) * E8 + (uint32_t)high)) * E16 + (mid >> 32) * E8 + (uint32_t)mid;
+    u128 x = (u128)(uint64_t)top * E8 + low;
+    u128 y = (u128)(uint64_t)(top >> 64) * E8 + (uint64_t)(x >> 64);
+    w[0] = (uint64_t)x;
+    w[1] = (uint64_t)y;
+    w[2] = (uint64_t)(y >> 64);
+}
+
+// r = r * factor - q * v with q the quotient of that, r < v * factor
+// before and r < v after, every number of three words; gives q.
+uint64_t divideGroup(uint64_t *r, const uint64_t *v, uint64_t factor, int low) {
+    u128 x = (u128)r[0] * factor;
+    u128 y = (u128)r[1] * factor + (uint64_t)(x >> 64);
+    u128 z = (u128)r[2] * factor + (uint64_t)(y >> 64);
+    uint64_t t[3] = {(uint64_t)x, (uint64_t)y, (uint64_t)z};
+    // Both cut below the divisor's top 64 bits; low (2 to 5) is the
+    // divisor's bit length less 128.
+    uint64_t top = v[2] << (64 - low) | v[1] >> low;
+    u128 head = (u128)t[2] << (64 - low) | t[1] >> low;
+    uint64_t q = (uint64_t)(head / top);
+    x = (u128)q * v[0];
+    y = (u128)q * v[1] + (uint64_t)(x >> 64);
+    z = (u128)q * v[2] + (uint64_t)(y >> 64);
+    uint64_t p[3] = {(uint64_t)x, (uint64_t)y, (uint64_t)z};
+    unsigned borrow = 0;
+    for (int i = 0; i < 3; i++) {
+        uint64_t d = t[i] - p[i];
+        unsigned b = t[i] < p[i];
+        r[i] = d - borrow;
+        borrow = b | (d < borrow);
+    }
+    // Gone below zero: the estimate was too big.
+    while (borrow) {
+        unsigned carry = 0;
+        for (int i = 0; i < 3; i++) {
+            uint64_t s = r[i] + v[i];
+            unsigned c = s < r[i];
+            r[i] = s + carry;
+            carry = c | (r[i] < s);
+        }
+        borrow = !carry;
+        q--;
+    }
+    return q;
+}
+
+// Sixteen digits (q below 10^16) as BCD.
+uint64_t bcdOf16(uint64_t q) {
+    uint32_t high = (uint32_t)(q / E8);
+    return (uint64_t)NumBcdOf8(high) << 32 | NumBcdOf8((uint32_t)(q - high * E8));
+}
+
+// False, leaving result alone, for operands the limbs deal with: zero,
+// null or not in the form built here.
+bool divideWindows(Number *result, const Number *left, const Number *right) {
+    Digits a, b;
+    if (!readDigits(left, &a) || !readDigits(right, &b) || a.zero || b.zero) return false;
+    uint64_t r[3], v[3];
+    windowOf(&a, r);
+    windowOf(&b, v);
+    int low = 64 - __builtin_clzll(v[2]);
+    uint64_t words[4];
+    words[0] = divideGroup(r, v, 1, low);
+    for (int i = 1; i < 4; i++) words[i] = bcdOf16(divideGroup(r, v, E16, low));
+    bool rest = (r[0] | r[1] | r[2]) != 0;
+    // words[0] holds the units of the quotient of the windows.
+    NumPackDigits(result, a.negative != b.negative, words, 4, (long long)a.top - b.top + 15, rest);
+    return true;
+}
+#else
+bool divideWindows(Number *, const Number *, const Number *) { return false; }
+#endif
+
 }  // namespace
 
 extern "C" {
@@ -331,6 +420,7 @@ ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *r
 // Correctly rounded. A zero divisor gives the null value.
 ZEMAPI int ZEMCALL SvcNumDiv(Number *result, const Number *left, const Number *right) {
     if (NumShortOp(result, '/', left, right)) return 1;
+    if (divideWindows(result, left, right)) return 1;
     NumParts a, b;
     if (!unpackBoth(result, left, right, &a, &b)) return 1;
     if (b.whole.n == 0) {
@@ -341,11 +431,12 @@ ZEMAPI int ZEMCALL SvcNumDiv(Number *result, const Number *left, const Number *r
         NumPack(result, 0, &a.whole, 0);
         return 1;
     }
-    // Scale the dividend so that the quotient has at least one digit more
+    // Scale the dividend by whole limbs, which move without a
+    // multiplication, so that the quotient has at least one digit more
     // than the precision; the remainder then only says whether anything is
     // left below it.
     int scale = NUM_PRECISION + 1 + NumCountDigits(&b.whole) - NumCountDigits(&a.whole);
-    if (scale < 0) scale = 0;
+    scale = scale < 0 ? 0 : (scale + NUM_LIMB_DIGITS - 1) / NUM_LIMB_DIGITS * NUM_LIMB_DIGITS;
     NumShiftUp(&a.whole, scale);
     NumWide q;
     long long exponent = (long long)a.exponent - scale - b.exponent;

@@ -86,8 +86,19 @@ def pair_for_product(rng):
         return odd40(rng), Decimal(rng.choice(["5", "-5", "0.5", "5E+10"]))
     return a, operand(rng)
 
+def tie_hidden_below(rng):
+    """k + m / (10^10 + 1) with 29-digit k: the digit deciding the rounding is
+    a 5 with eight zeros behind it, so only the remainder says it is above the tie."""
+    k = rng.randint(10 ** 28, 10 ** 29 - 1)
+    m = 10 ** 10 - rng.randint(0, 9) * 10 ** 9 - 5 * 10 ** 8
+    a = Decimal(k * (10 ** 10 + 1) + m).scaleb(rng.randint(-20, 20))
+    b = Decimal(10 ** 10 + 1).scaleb(rng.randint(-20, 20))
+    return a.copy_negate() if rng.random() < 0.5 else a, b
+
 def pair_for_quotient(rng):
     kind = rng.random()
+    if kind < 0.03:
+        return tie_hidden_below(rng)
     if kind < 0.15:
         return odd40(rng), Decimal(rng.choice(["2", "-2", "2E-5", "8"]))
     if kind < 0.3:  # exact quotients
