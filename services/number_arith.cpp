@@ -51,20 +51,18 @@ void subtract(NumWide *r, const NumWide *x, const NumWide *y) {
     NumTrim(r);
 }
 
-// r = x * y for operands of one window each. The columns of products
-// first, each below 10^17; then each column keeps its low limb and hands
-// its high part on, twice over, which leaves carries of 0 or 1. Splitting
-// every column on its own keeps the divisions out of one long chain.
-void multiply(NumWide *r, const NumWide *x, const NumWide *y) {
-    enum { W = NUM_PRECISION / NUM_LIMB_DIGITS };
-    uint32_t a[W], b[W];
-    for (int i = 0; i < W; i++) {
-        a[i] = i < x->n ? x->limb[i] : 0;
-        b[i] = i < y->n ? y->limb[i] : 0;
-    }
+enum { WINDOW_LIMBS = NUM_PRECISION / NUM_LIMB_DIGITS };
+
+// r = x * y for operands of one window each, low limb first. The columns
+// of products first, each below 10^17; then each column keeps its low limb
+// and hands its high part on, twice over, which leaves carries of 0 or 1.
+// Splitting every column on its own keeps the divisions out of one long
+// chain.
+void multiply(NumWide *r, const uint32_t *x, const uint32_t *y) {
+    enum { W = WINDOW_LIMBS };
     uint64_t column[2 * W] = {0};
     for (int i = 0; i < W; i++)
-        for (int j = 0; j < W; j++) column[i + j] += (uint64_t)a[i] * b[j];
+        for (int j = 0; j < W; j++) column[i + j] += (uint64_t)x[i] * y[j];
     for (int pass = 0; pass < 2; pass++) {
         uint64_t high = 0;
         for (int k = 0; k < 2 * W; k++) {
@@ -80,7 +78,6 @@ void multiply(NumWide *r, const NumWide *x, const NumWide *y) {
         r->limb[k] = carry ? t - BASE : t;
     }
     r->n = 2 * W;
-    NumTrim(r);
 }
 
 // q = u / v for v of one limb; gives whether a remainder is left.
@@ -231,6 +228,15 @@ bool readDigits(const Number *value, Digits *d) {
     d->negative = b[NUM_SIGN_BYTE] != 0;
     d->top = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8) + count - 1;
     return true;
+}
+
+// The window of a value read by readDigits as limbs, low first.
+void windowLimbs(const Digits *d, uint32_t *limb) {
+    for (int k = 0; k < 3; k++) {
+        uint64_t pair = NumBcdToLimbs(d->word[k]);
+        limb[WINDOW_LIMBS - 1 - 2 * k] = (uint32_t)(pair >> 32);
+        if (k < 2) limb[WINDOW_LIMBS - 2 - 2 * k] = (uint32_t)pair;
+    }
 }
 
 // Shifts the three words down by at nibbles into the six of s.
@@ -409,11 +415,29 @@ ZEMAPI int ZEMCALL SvcNumSub(Number *result, const Number *left, const Number *r
 
 ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *right) {
     if (NumShortOp(result, '*', left, right)) return 1;
-    NumParts a, b;
-    if (!unpackBoth(result, left, right, &a, &b)) return 1;
     NumWide r;
-    multiply(&r, &a.whole, &b.whole);
-    NumPack(result, a.negative != b.negative, &r, (long long)a.exponent + b.exponent);
+    Digits a, b;
+    if (readDigits(left, &a) && readDigits(right, &b)) {
+        if (a.zero || b.zero) {
+            NumSetZero(result);
+            return 1;
+        }
+        uint32_t x[WINDOW_LIMBS], y[WINDOW_LIMBS];
+        windowLimbs(&a, x);
+        windowLimbs(&b, y);
+        multiply(&r, x, y);
+        long long last = (long long)a.top + b.top - 2 * (NUM_PRECISION - 1);
+        NumPack(result, a.negative != b.negative, &r, last);
+        return 1;
+    }
+    // Operands the digit words do not take: unpacked one by one.
+    NumParts p, q;
+    if (!unpackBoth(result, left, right, &p, &q)) return 1;
+    uint32_t x[WINDOW_LIMBS] = {0}, y[WINDOW_LIMBS] = {0};
+    memcpy(x, p.whole.limb, p.whole.n * sizeof x[0]);
+    memcpy(y, q.whole.limb, q.whole.n * sizeof y[0]);
+    multiply(&r, x, y);
+    NumPack(result, p.negative != q.negative, &r, (long long)p.exponent + q.exponent);
     return 1;
 }
 
