@@ -70,7 +70,16 @@ def near(rng, a):
         return operand(rng)
     return value
 
+def tie_hidden_below_sum(rng):
+    """A 40-digit value, even at its end, and an addend whose leading 5 sits just below that end with the
+    rest of it far down: only that rest says the sum is not a tie."""
+    a = make(coefficient(rng, 39) + rng.choice("02468"), rng.randint(-20, 20), rng.random() < 0.5)
+    b = make("5" + "0" * rng.randint(6, 30) + "1", a.adjusted() - 40, rng.random() < 0.5)
+    return a, b
+
 def pair_for_sum(rng):
+    if rng.random() < 0.04:
+        return tie_hidden_below_sum(rng)
     a = operand(rng)
     b = near(rng, a) if rng.random() < 0.6 else operand(rng)
     return (a, b) if rng.random() < 0.5 else (b, a)

@@ -44,10 +44,32 @@ std::string canonical(const Number &v) {
            std::to_string(d.exponent);
 }
 
+// The same value as a host may build it by hand: a leading zero digit when there is room, and each 9 as a
+// nibble above 9, which reads as 9.
+Number handBuilt(Number v) {
+    unsigned char *b = v.bytes;
+    int count = b[2];
+    if (b[0] == 0 || count == 0) return v;
+    if (count < 40) {
+        for (int i = 24; i > 5; i--) b[i] = (unsigned char)(b[i] >> 4 | b[i - 1] << 4);
+        b[5] >>= 4;
+        b[2] = (unsigned char)++count;
+        b[0] = (unsigned char)(4 + (count + 1) / 2);
+    }
+    for (int i = 0; i < count; i++) {
+        int shift = i % 2 ? 0 : 4;
+        unsigned char &byte = b[5 + i / 2];
+        if ((byte >> shift & 0x0F) == 9) byte = (unsigned char)((byte & ~(0x0F << shift)) | (0x0A + i % 6) << shift);
+    }
+    return v;
+}
+
 // What op makes of a and b, as the reference cases write it; besides theirs: text (a read as a literal),
 // long, int, double (of strtod of a), todouble (ok when strtod of b), encode (the digits a times 10^b).
-std::string apply(const std::string &op, const char *a, const char *b) {
+// byHand gives the operands as handBuilt does.
+std::string apply(const std::string &op, const char *a, const char *b, bool byHand = false) {
     Number x = num(a), y = num(b), r;
+    if (byHand) x = handBuilt(x), y = handBuilt(y);
     memset(&r, 0xAB, sizeof r);
     double d = -1;
     if (op == "cmp") {
@@ -166,6 +188,8 @@ TEST(Number, EdgeCasesReferenceCasesOperandsAndEqualBytes) {
     for (const auto &c : cases) EXPECT_EQ(apply(c.op, c.a, c.b), c.want) << c.op << " " << c.a << " " << c.b;
     EXPECT_GE(EachReferenceLine(ZEM_NUMBER_CASES, ' ', [](const CaseFields &c) {
         std::string got = apply(c.at(0), c.at(1).c_str(), c.at(2).c_str());
+        if (got == c.at(3) && c.at(0) != "cmp" && c.at(0) != "round" && c.at(0) != "trunc")
+            got = apply(c.at(0), c.at(1).c_str(), c.at(2).c_str(), true);
         return got == c.at(3) ? "" : "got " + got;
     }), 4000);
     // A result may be an operand; zero has one form whatever its sign or path, and so has any value.
