@@ -333,8 +333,8 @@ void windowOf(const Digits *d, uint64_t *w) {
     w[2] = (uint64_t)(y >> 64);
 }
 
-// r = r * factor - q * v with q the quotient of that, r < v * factor
-// before and r < v after, every number of three words; gives q.
+// r = r * factor - q * v with q the whole quotient of r * factor by v,
+// which is below 10^16; every number of three words, r < v after. Gives q.
 uint64_t divideGroup(uint64_t *r, const uint64_t *v, uint64_t factor, int low) {
     u128 x = (u128)r[0] * factor;
     u128 y = (u128)r[1] * factor + (uint64_t)(x >> 64);
