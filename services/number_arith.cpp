@@ -239,12 +239,13 @@ void windowLimbs(const Digits *d, uint32_t *limb) {
     }
 }
 
-// Shifts the three words down by at nibbles into the six of s.
+// The three words shifted down by at nibbles into the six of s.
 void place(uint64_t *s, const uint64_t *w, int at) {
     int q = at / 16, shift = 4 * (at % 16);
-    for (int i = 0; i < 3; i++) {
-        s[q + i] |= w[i] >> shift;
-        if (shift) s[q + i + 1] |= w[i] << (64 - shift);
+    for (int j = 0; j < 6; j++) {
+        int i = j - q;
+        uint64_t high = i >= 0 && i < 3 ? w[i] : 0, low = i >= 1 && i <= 3 ? w[i - 1] : 0;
+        s[j] = high >> shift | (shift ? low << (64 - shift) : 0);
     }
 }
 
@@ -295,7 +296,7 @@ void addSigned(Number *result, const Number *left, const Number *right, bool sub
         lo->word[1] = lo->word[2] = 0;
         gap = SUM_REACH;
     }
-    uint64_t x[6] = {0}, y[6] = {0}, r[6];
+    uint64_t x[6], y[6], r[6];
     place(x, hi->word, 1);
     place(y, lo->word, 1 + gap);
     bool negative = hi->negative;
