@@ -223,11 +223,9 @@ bool readDigits(const Number *value, Digits *d) {
     int count = b[NUM_COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[NUM_COUNT_BYTE];
     if (!NumReadWords(b, count, d->word)) return false;
     d->zero = count == 0;
-    if (d->zero) return true;
-    if (d->word[0] >> 60 == 0) return false;
-    d->negative = b[NUM_SIGN_BYTE] != 0;
-    d->top = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8) + count - 1;
-    return true;
+    d->negative = !d->zero && b[NUM_SIGN_BYTE] != 0;
+    d->top = d->zero ? 0 : (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8) + count - 1;
+    return d->zero || d->word[0] >> 60 != 0;
 }
 
 // The window of a value read by readDigits as limbs, low first.
