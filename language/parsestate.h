@@ -36,11 +36,8 @@ struct DateErrorNote {
 
 struct ParseState {
     const char *source;     // start of the text; not owned
-    const char *cursor;     // next byte InputByte gives
-    int endBlankGiven;
-    uint32_t delivered;     // bytes InputByte has given, the end blank included
+    uint32_t delivered;     // bytes the scanner took, the end blank included
     uint32_t matchLength;   // length of the latest match of any rule
-    void *scanner;          // the scanner's own state
     EC *ec;
     int validating;         // ZEMValidName's parse: unknown names pass
     ExpNode *result;
@@ -59,8 +56,11 @@ extern ParseState gParse;
 void StartParse(EC *ec, const char *text, int validating);
 
 int NextToken(void);
-int InputByte(void);
+// Counts the bytes of the text up to `count` as taken; the count never goes back.
+void DeliverUpTo(uint32_t count);
 uint32_t DeliveredCount(void);
+// The quick scan of the everyday tokens is on unless a test turns it off.
+void ScanQuick(int on);
 
 // 0 when the text was accepted (result is the root), 1 when it failed.
 int RunParser(void);

@@ -297,21 +297,13 @@ void StartParse(EC *ec, const char *text, int validating) {
     memset(&gParse, 0, sizeof gParse);
     gParse.dateError = dateError;
     gParse.source = text;
-    gParse.cursor = text;
     gParse.ec = ec;
     gParse.validating = validating;
     ScanReset();
 }
 
-int InputByte(void) {
-    if (gParse.cursor && *gParse.cursor) {
-        gParse.delivered++;
-        return (unsigned char)*gParse.cursor++;
-    }
-    if (gParse.endBlankGiven) return 0;
-    gParse.endBlankGiven = 1;
-    gParse.delivered++;
-    return ' ';
+void DeliverUpTo(uint32_t count) {
+    if (gParse.delivered < count) gParse.delivered = count;
 }
 
 uint32_t DeliveredCount(void) { return gParse.delivered; }

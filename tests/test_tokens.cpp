@@ -2,6 +2,7 @@
 // code pages, the token length limit across the moving window, failing allocations.
 #include <string.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -225,4 +226,59 @@ TEST(Tokens, EachAllocationFails) {
     EXPECT_EQ(runs, 10);
     for (const char *text : {"Foo Bar", "Foo Baz", "x AND all + \"q\".r"})
         EachAllocationFails([&](int) { EXPECT_GT(scan(qualifiers.ec, text).size(), 1u) << text; });
+}
+
+// ---- The quick scan against the generated scanner alone: every token, its
+// value and span, the bytes taken and the match length, and the report.
+namespace {
+
+std::string everything(HEC ec, const std::string &text, int validating) {
+    std::string out;
+    for (const Got &t : scan(ec, text, validating))
+        out += std::to_string(t.token) + "," + std::to_string(t.start) + "," + std::to_string(t.length) +
+               (t.hasValue ? "=" + t.value : "") + " " + std::to_string(t.delivered) + "," +
+               std::to_string(t.matchLength) + ";";
+    LockGuard g(&gParserLock);
+    return out + std::to_string(gParse.error.code) + "," + std::to_string(gParse.error.start);
+}
+
+}  // namespace
+
+TEST(Tokens, QuickScanGivesWhatTheScannerGives) {
+    const char *pieces[] = {
+        "Price", "ab", "abc", "x", "e", "E", "Jan", "DAYS", "Month", "and", "AnD", "distinct", "All",
+        "Foo", "Bar", "Foo Bar", "Qu", "Ux", "Ab Cd", "PM", "am", "x1", "a_b", "q$#@", "@now", "@Pi",
+        "#", "_", "0", "1", "12", "1.2", "1.2.3", "1e", "1E+3", "1.5E3", "5.", ".5", "3.25", "12:30",
+        "1/31/2001", "10-5-3", "\x82\xA0", "\x95\x5C", "\x83\x7C", "\xB1", "\xE9", "\x81", "\xA0",
+        "\xFD", "'", "'ab'", "''", "'a b'", "\"", "\"q r\"", "`", "\\", "+", "-", "*", "/", "%", "(",
+        ")", ",", "|", "||", "<", "=", ">", "{", "}", ".", ":", "!", "&", ";", "[", "^", "~", "\x7F",
+        " ", "  ", "\t", "\n", " (", "\t("};
+    std::vector<std::string> texts;
+    for (const char *a : pieces)
+        for (const char *b : pieces)
+            for (const char *gap : {"", " "}) texts.push_back(std::string(a) + gap + b);
+    std::mt19937 rng(7);
+    for (int i = 0; i < 3000; i++) {
+        std::string text;
+        for (int n = 3 + (int)(rng() % 6); n > 0; n--) text += pieces[rng() % std::size(pieces)];
+        texts.push_back(text);
+    }
+    std::string longText;  // the window slides
+    while (longText.size() < 40000) longText += pieces[rng() % std::size(pieces)];
+    texts.push_back(longText);
+    for (unsigned cp : {932u, 1252u}) {
+        UseCodePage page(cp);
+        if (!page.active) continue;
+        for (uint16_t flags : {(uint16_t)0, (uint16_t)(RS | QF | ECFlagModulo)}) {
+            LeakCheck leaks;
+            Context ctx(flags);
+            for (size_t i = 0; i < texts.size(); i++) {
+                int validating = (int)(i % 2);
+                ScanQuick(0);
+                std::string slow = everything(ctx.ec, texts[i], validating);
+                ScanQuick(1);
+                ASSERT_EQ(slow, everything(ctx.ec, texts[i], validating)) << cp << " " << texts[i];
+            }
+        }
+    }
 }
