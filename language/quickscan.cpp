@@ -8,6 +8,8 @@
 // byte of that sort that lies at `end` is the NUL there, no byte of the text.
 #include "language/quickscan.h"
 
+#include <string.h>
+
 #include "language/parsestate.h"
 
 namespace {
@@ -64,13 +66,30 @@ int word(const char *at, const char *end, QuickMatch *match) {
     return found(match, at, end, rule, length, looked);
 }
 
+// Behind a whole number and blanks, letters may still make a time of day
+// ("3 PM", two letters and a byte that ends it) or a date ("1 Jan 2000",
+// three letters or more, a space or comma and spaces, and a digit). Gives
+// where the scan stops, or 0 when it may have found one of them.
+const char *wordAfterNumber(const char *q) {
+    const char *p = q;
+    while (isLetter(*p)) p++;
+    size_t letters = (size_t)(p - q);
+    if (letters == 2 && strchr("\n ()*+,-/|", *p) && *p) return 0;
+    if (letters < 3) return p;
+    const char *gap = p + (*p == ',');
+    while (*gap == ' ') gap++;
+    if (gap > p && isDigit(*gap)) return 0;
+    return gap > p ? gap : p;
+}
+
 // Digits with an optional fraction. A point without digits behind it, an
-// exponent, a time or a date, and blanks before a letter (a date or a time
-// of day) are left alone.
+// exponent, a time or a date are left alone, and so are blanks and a letter
+// behind a fraction.
 int number(const char *at, const char *end, QuickMatch *match) {
     const char *p = at;
     while (isDigit(*p)) p++;
-    if (*p == '.') {
+    bool whole = *p != '.';
+    if (!whole) {
         if (!isDigit(p[1])) return 0;
         for (p++; isDigit(*p);) p++;
     }
@@ -78,7 +97,11 @@ int number(const char *at, const char *end, QuickMatch *match) {
     if (isLetter(c) || c == '.' || c == ':' || c == '-' || c == '/' || c == '\\') return 0;
     const char *q = p;
     while (isBlank(*q)) q++;
-    if (q > p && isLetter(*q)) return 0;
+    if (q > p && isLetter(*q)) {
+        if (!whole) return 0;
+        q = wordAfterNumber(q);
+        if (!q) return 0;
+    }
     return found(match, at, end, RuleNumber, (uint32_t)(p - at), (uint32_t)(q - at + 1));
 }
 
