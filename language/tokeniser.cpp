@@ -62,10 +62,10 @@ int unitCode(const char *word, uint32_t length) {
     char *upper = copyText(word, length);
     if (!upper) return 0;
     SvcStrUpper(upper);
-    if (length > 0 && upper[length - 1] == 'S') upper[length - 1] = 0;
+    if (length > 0 && upper[length - 1] == 'S') upper[--length] = 0;
     int code = 0;
     for (const CodedWord &unit : kUnits)
-        if (strcmp(upper, unit.word) == 0) code = unit.code;
+        if (strlen(unit.word) == length && memcmp(upper, unit.word, length) == 0) code = unit.code;
     SvcFree(upper);
     return code;
 }
