@@ -41,9 +41,11 @@ void typeInput(ExpNode *node) {
     node->dataType = (int16_t)type;
 }
 
+// With ranges and sets on, the tokeniser gives a date only once it converts.
 void typeDate(ExpNode *node) {
     DateTime scratch = {};
-    if (TextToDate(&scratch, (const char *)node->left)) {
+    bool converted = gParse.ec && (gParse.ec->flags & ECFlagRangesAndSets);
+    if (converted || TextToDate(&scratch, (const char *)node->left)) {
         node->dataType = ZEM_TYPE_DATETIME;
         return;
     }
