@@ -2,10 +2,11 @@
 // names, numbers without exponent and strings without escapes, and leaves
 // everything else (dates, two-word keywords, dotted and quoted names,
 // double-byte text, escapes) to the generated scanner. Besides the token it
-// tells how far that scanner's automaton would have read: it takes a byte
+// tells how far that scanner's automaton would have read: it reads a byte
 // as long as the text so far can still grow into a match of some rule, so
-// it stops on the first byte that no rule can take, which it has read. A
-// byte of that sort that lies at `end` is the NUL there, no byte of the text.
+// it stops having read the first byte that no rule can take, or right
+// behind a text that nothing can extend (an operator, a function's "(").
+// A byte that no rule takes at `end` is the NUL there, no byte of the text.
 #include "language/quickscan.h"
 
 #include <string.h>
