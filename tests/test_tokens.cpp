@@ -235,24 +235,27 @@ namespace {
 std::string everything(HEC ec, const std::string &text, int validating) {
     std::string out;
     for (const Got &t : scan(ec, text, validating))
-        out += std::to_string(t.token) + "," + std::to_string(t.start) + "," + std::to_string(t.length) +
-               (t.hasValue ? "=" + t.value : "") + " " + std::to_string(t.delivered) + "," +
-               std::to_string(t.matchLength) + ";";
+        out += std::to_string(t.token) + "," + std::to_string(t.start) + "," +
+               std::to_string(t.length) + (t.hasValue ? "=" + t.value : "") + " " +
+               std::to_string(t.delivered) + "," + std::to_string(t.matchLength) + ";";
     LockGuard g(&gParserLock);
-    return out + std::to_string(gParse.error.code) + "," + std::to_string(gParse.error.start);
+    const ExpError &e = gParse.error;
+    return out + std::to_string(e.code) + "," + std::to_string(e.start) + "," +
+           std::to_string(e.length);
 }
 
 }  // namespace
 
 TEST(Tokens, QuickScanGivesWhatTheScannerGives) {
     const char *pieces[] = {
-        "Price", "ab", "abc", "x", "e", "E", "Jan", "DAYS", "Month", "and", "AnD", "distinct", "All",
-        "Foo", "Bar", "Foo Bar", "Qu", "Ux", "Ab Cd", "PM", "am", "x1", "a_b", "q$#@", "@now", "@Pi",
-        "#", "_", "0", "1", "12", "1.2", "1.2.3", "1e", "1E+3", "1.5E3", "5.", ".5", "3.25", "12:30",
-        "1/31/2001", "10-5-3", "1 Jan", "2 pm", "3 x", "30 DAYS", ", 2000", ",5", "\x82\xA0", "\x95\x5C", "\x83\x7C", "\xB1", "\xE9", "\x81", "\xA0",
-        "\xFD", "'", "'ab'", "''", "'a b'", "\"", "\"q r\"", "`", "\\", "+", "-", "*", "/", "%", "(",
-        ")", ",", "|", "||", "<", "=", ">", "{", "}", ".", ":", "!", "&", ";", "[", "^", "~", "\x7F",
-        " ", "  ", "\t", "\n", " (", "\t("};
+        "Price", "ab", "abc", "x", "e", "E", "Jan", "DAYS", "Month", "and", "AnD", "distinct",
+        "All", "Foo", "Bar", "Foo Bar", "Qu", "Ux", "Ab Cd", "PM", "am", "x1", "a_b", "q$#@",
+        "@now", "@Pi", "#", "_", "0", "1", "12", "1.2", "1.2.3", "1e", "1E+3", "1.5E3", "5.", ".5",
+        "3.25", "12:30", "1/31/2001", "10-5-3", "1 Jan", "2 pm", "3 x", "30 DAYS", ", 2000", ",5",
+        "\x82\xA0", "\x95\x5C", "\x83\x7C", "\xB1", "\xE9", "\x81", "\xA0", "\xFD", "'", "'ab'",
+        "''", "'a b'", "\"", "\"q r\"", "`", "\\", "+", "-", "*", "/", "%", "(", ")", ",", "|",
+        "||", "<", "=", ">", "{", "}", ".", ":", "!", "&", ";", "[", "^", "~", "\x7F", " ", "  ",
+        "\t", "\n", " (", "\t("};
     std::vector<std::string> texts;
     for (const char *a : pieces)
         for (const char *b : pieces)
