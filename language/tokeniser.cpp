@@ -7,14 +7,16 @@
 #include "context/items.h"
 #include "eval/convert.h"
 #include "language/parsestate.h"
+#include "language/quickscan.h"
 #include "services/platform.h"
 #include "services/services.h"
 
 ParseState gParse;
 
-// The bridge with the generated scanner, which declares the same four.
+// The bridge with the generated scanner, which declares the same five.
 enum { TOKEN_REFUSED = -1 };
 int TokenAction(int rule, const char *text, uint32_t length, uint32_t start);
+int QuickTokenAction(int rule, const char *text, uint32_t length, uint32_t start);
 void TokenOverflow(void);
 int ScanNext(void);
 void ScanReset(void);
@@ -193,14 +195,18 @@ int name(const char *text, uint32_t length, uint32_t start) {
 }
 
 // The value is the name alone, without its "(" and the spaces before it.
-int functionName(const char *text, uint32_t length, uint32_t start) {
-    int check = nameCheck(text, length, true);
-    if (check >= 0) return badByte(start, check);
+int functionValue(const char *text, uint32_t length, uint32_t start) {
     if (withCopy(TokFunction, text, length, start) == TokNoMemory) return TokNoMemory;
     char *value = (char *)gParse.tokenValue;
     value[length - 1] = 0;
     SvcStrRTrim(value, value);
     return TokFunction;
+}
+
+int functionName(const char *text, uint32_t length, uint32_t start) {
+    int check = nameCheck(text, length, true);
+    if (check >= 0) return badByte(start, check);
+    return functionValue(text, length, start);
 }
 
 // ---- Literals.
@@ -282,6 +288,14 @@ int TokenAction(int rule, const char *text, uint32_t length, uint32_t start) {
     case 12: return singleCharacter(text, start);
     default: return marked(TokBad, start, length);
     }
+}
+
+// The quick scan's names are ASCII letters, digits and # $ @ _, a function's
+// followed by spaces and "(": the name check passes them all.
+int QuickTokenAction(int rule, const char *text, uint32_t length, uint32_t start) {
+    if (rule == RuleName) return withCopy(TokName, text, length, start);
+    if (rule == RuleFunction) return functionValue(text, length, start);
+    return TokenAction(rule, text, length, start);
 }
 
 // A token of TOKEN_BUFFER bytes or more ends the text where it stands. The
