@@ -33,11 +33,25 @@ int walkExpressions(HEC ec, F visit) {
     return -1;
 }
 
+// As walkExpressions, under one lock of the store, for visits that change
+// no store.
+template <typename F>
+int scanExpressions(HEC ec, F visit) {
+    if (!ec || !ec->expressions) return -1;
+    unsigned count = SvcArrayCount(ec->expressions);
+    ExpRecord **records = (ExpRecord **)SvcArrayLock(ec->expressions, 0);
+    int found = -1;
+    for (unsigned i = 0; records && i < count && found < 0; i++)
+        if (records[i] && visit(records[i])) found = (int)i;
+    SvcArrayUnlock(ec->expressions);
+    return found;
+}
+
 // The first expression that matches, or 0.
 template <typename F>
 ExpRecord *findExpression(HEC ec, F match) {
     ExpRecord *found = 0;
-    walkExpressions(ec, [&](ExpRecord *r) { return match(r) ? (found = r, 1) : 0; });
+    scanExpressions(ec, [&](ExpRecord *r) { return match(r) ? (found = r, 1) : 0; });
     return found;
 }
 
@@ -208,7 +222,7 @@ ZEMAPI int32_t ZEMCALL ZEMGetExpressionCount(HEC ec) {
 
 ZEMAPI int32_t ZEMCALL ZEMGetExpressionOrdinal(HEC ec, HEXP exp) {
     if (!exp) return -1;
-    return walkExpressions(ec, [&](ExpRecord *r) { return r == exp; });
+    return scanExpressions(ec, [&](ExpRecord *r) { return r == exp; });
 }
 
 ZEMAPI HEXP ZEMCALL ZEMHEXPFromOrdinal(HEC ec, int32_t ordinal) {
@@ -302,7 +316,7 @@ ZEMAPI int ZEMCALL ZEMIsItemUsed(HEC ec, HEXP exp, int kind, const char *name) {
 
 ZEMAPI int ZEMCALL ZEMIsNamedFormulaUsed(HEC ec, const char *name) {
     if (!name) return 0;
-    return walkExpressions(ec, [&](ExpRecord *r) {
+    return scanExpressions(ec, [&](ExpRecord *r) {
                return itemUsedWalk(ec, r->root, ZEM_ITEM_FORMULA, name);
            }) >= 0;
 }
