@@ -3,6 +3,7 @@
 // in a per-thread cache for the next request of their room: evaluation asks
 // for one such block per input value.
 #include <atomic>
+#include <new>
 #include <stdlib.h>
 #include <string.h>
 
@@ -26,10 +27,16 @@ constexpr bool kRooms = false;
 constexpr bool kRooms = true;
 #endif
 
-// Freed blocks of each room, chained through their first bytes.
+// Freed blocks of each room, chained through their first bytes, and the
+// thread's share of the live count: the blocks it made less those it freed.
+// Only its own thread writes live, with a plain load and store rather than
+// a locked instruction; the caches of running threads are chained in a list
+// that the count reads and a thread's exit leaves, handing its share on.
 struct BlockCache {
     void *head[ROOMS];
     int count[ROOMS];
+    std::atomic<long> live;
+    BlockCache *next;
 };
 
 uint32_t cacheSlot = (uint32_t)-1;
@@ -37,8 +44,27 @@ uint32_t cacheSlot = (uint32_t)-1;
 // The slot's value for this thread again, where a read costs one load.
 thread_local BlockCache *fastCache __attribute__((tls_model("initial-exec")));
 #endif
-std::atomic<long> liveBlocks{0};
+std::atomic<long> liveBlocks{0};  // of threads without a cache, and of those gone
 std::atomic<long> failCountdown{0};
+BlockCache *runningCaches;
+std::atomic_flag runningBusy = ATOMIC_FLAG_INIT;
+
+// Holds the list of running threads' caches; only thread starts and exits
+// and the count take it, so a short spin does.
+struct RunningGuard {
+    RunningGuard() {
+        while (runningBusy.test_and_set(std::memory_order_acquire)) {
+        }
+    }
+    ~RunningGuard() { runningBusy.clear(std::memory_order_release); }
+};
+
+void countBlocks(BlockCache *cache, long change) {
+    if (cache)
+        cache->live.store(cache->live.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
+    else
+        liveBlocks += change;
+}
 
 // True when the armed countdown says this allocation must fail.
 bool failThisOne() {
@@ -67,6 +93,13 @@ int roomOf(const BlockHeader *h) {
 
 void freeCache(void *p) {
     BlockCache *cache = (BlockCache *)p;
+    {
+        RunningGuard guard;
+        BlockCache **at = &runningCaches;
+        while (*at && *at != cache) at = &(*at)->next;
+        if (*at) *at = cache->next;
+        liveBlocks += cache->live.load(std::memory_order_relaxed);
+    }
     for (int r = 0; r < ROOMS; r++)
         while (void *block = cache->head[r]) {
             cache->head[r] = *(void **)block;
@@ -88,11 +121,18 @@ BlockCache *threadCache(bool make) {
     if (cacheSlot == (uint32_t)-1) return 0;
     BlockCache *cache = (BlockCache *)SvcTlsGet(cacheSlot);
     if (cache || !make) return cache;
-    if (!(cache = (BlockCache *)calloc(1, sizeof *cache))) return 0;
+    void *room = calloc(1, sizeof *cache);
+    if (!room) return 0;
+    cache = new (room) BlockCache{};
     SvcTlsSet(cacheSlot, cache, freeCache);
     if (SvcTlsGet(cacheSlot) != cache) {
         free(cache);
         return 0;
+    }
+    {
+        RunningGuard guard;
+        cache->next = runningCaches;
+        runningCaches = cache;
     }
 #ifndef _WIN32
     fastCache = cache;
@@ -100,8 +140,7 @@ BlockCache *threadCache(bool make) {
     return cache;
 }
 
-BlockHeader *takeCached(int room) {
-    BlockCache *cache = threadCache(true);
+BlockHeader *takeCached(BlockCache *cache, int room) {
     void *block = cache ? cache->head[room] : 0;
     if (!block) return 0;
     cache->head[room] = *(void **)block;
@@ -109,11 +148,9 @@ BlockHeader *takeCached(int room) {
     return headerOf(block);
 }
 
-bool putCached(BlockHeader *h) {
+bool putCached(BlockCache *cache, BlockHeader *h) {
     int room = roomOf(h);
-    if (room < 0) return false;
-    BlockCache *cache = threadCache(false);
-    if (!cache || cache->count[room] >= CACHE_DEPTH) return false;
+    if (room < 0 || !cache || cache->count[room] >= CACHE_DEPTH) return false;
     *(void **)(h + 1) = cache->head[room];
     cache->head[room] = h + 1;
     cache->count[room]++;
@@ -133,7 +170,8 @@ void SvcMemoryStop(void) {
 void *SvcAlloc(size_t size) {
     if (failThisOne() || size > (size_t)-1 - sizeof(BlockHeader)) return 0;
     int room = roomFor(size);
-    BlockHeader *h = room >= 0 ? takeCached(room) : 0;
+    BlockCache *cache = threadCache(true);
+    BlockHeader *h = room >= 0 ? takeCached(cache, room) : 0;
     if (!h) {
         size_t want = room >= 0 ? ROOM_SIZE[room] : size;
         // malloc and our own clear: calloc passes by the C library's
@@ -149,7 +187,7 @@ void *SvcAlloc(size_t size) {
     else
         memset(h + 1, 0, size);
     h->size = size;
-    liveBlocks++;
+    countBlocks(cache, 1);
     return h + 1;
 }
 
@@ -170,16 +208,22 @@ void *SvcRealloc(void *block, size_t size) {
 
 void SvcFree(void *block) {
     if (!block) return;
-    liveBlocks--;
+    BlockCache *cache = threadCache(false);
+    countBlocks(cache, -1);
     BlockHeader *h = headerOf(block);
-    if (!putCached(h)) free(h);
+    if (!putCached(cache, h)) free(h);
 }
 
 size_t SvcSize(const void *block) { return block ? headerOf(block)->size : 0; }
 
 void SvcFailAllocAfter(long n) { failCountdown.store(n > 0 ? n : 0); }
 int SvcFailAllocPending(void) { return failCountdown.load() > 0; }
-long SvcLiveBlocks(void) { return liveBlocks.load(); }
+long SvcLiveBlocks(void) {
+    RunningGuard guard;
+    long n = liveBlocks.load();
+    for (BlockCache *c = runningCaches; c; c = c->next) n += c->live.load(std::memory_order_relaxed);
+    return n;
+}
 
 extern "C" {
 

@@ -256,3 +256,17 @@ TEST(Memory, BlocksZeroedAndKeptThroughSizeChanges) {
         SvcFree(p);
     }
 }
+
+TEST(Memory, LiveCountFollowsBlocksAcrossThreads) {
+    long before = SvcLiveBlocks();
+    void *block = nullptr;
+    std::thread([&] { block = SvcAlloc(16); }).join();
+    EXPECT_EQ(SvcLiveBlocks(), before + 1) << "the block of a thread that ended still counts";
+    std::thread([&] {
+        void *mine = SvcAlloc(16);
+        EXPECT_EQ(SvcLiveBlocks(), before + 2) << "a running thread's blocks count";
+        SvcFree(mine);
+        SvcFree(block);
+    }).join();
+    EXPECT_EQ(SvcLiveBlocks(), before);
+}
