@@ -370,12 +370,6 @@ uint64_t divideGroup(uint64_t *r, const uint64_t *v, uint64_t factor, int low) {
     return q;
 }
 
-// Sixteen digits (q below 10^16) as BCD.
-uint64_t bcdOf16(uint64_t q) {
-    uint32_t high = (uint32_t)(q / E8);
-    return (uint64_t)NumBcdOf8(high) << 32 | NumBcdOf8((uint32_t)(q - high * E8));
-}
-
 // False, leaving result alone, for operands the limbs deal with: zero,
 // null or not in the form built here.
 bool divideWindows(Number *result, const Number *left, const Number *right) {
@@ -387,7 +381,7 @@ bool divideWindows(Number *result, const Number *left, const Number *right) {
     int low = 64 - __builtin_clzll(v[2]);
     uint64_t words[4];
     words[0] = divideGroup(r, v, 1, low);
-    for (int i = 1; i < 4; i++) words[i] = bcdOf16(divideGroup(r, v, E16, low));
+    for (int i = 1; i < 4; i++) words[i] = NumBcdOf16(divideGroup(r, v, E16, low));
     bool rest = (r[0] | r[1] | r[2]) != 0;
     // words[0] holds the units of the quotient of the windows.
     NumPackDigits(result, a.negative != b.negative, words, 4, (long long)a.top - b.top + 15, rest);

@@ -60,6 +60,13 @@ inline uint32_t NumBcdOf8(uint32_t v) {
     return (uint32_t)NUM_BCD_TABLE.bcd[high] << 16 | NUM_BCD_TABLE.bcd[v - high * 10000];
 }
 
+// Sixteen digits (v below 10^16) as BCD.
+inline uint64_t NumBcdOf16(uint64_t v) {
+    if (v < 100000000u) return NumBcdOf8((uint32_t)v);
+    uint32_t high = (uint32_t)(v / 100000000u);
+    return (uint64_t)NumBcdOf8(high) << 32 | NumBcdOf8((uint32_t)(v - high * 100000000ull));
+}
+
 // Sixteen BCD nibbles (none above 9) as two limbs of eight digits, the
 // higher in the top half: nibbles to bytes of 0 to 99, to quarters of 0
 // to 9999, to the limbs.

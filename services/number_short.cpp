@@ -156,10 +156,7 @@ void NumShortWrite(Number *value, const NumShort *s) {
         return;
     }
     memset(value, 0, sizeof *value);
-    uint64_t c = s->coefficient;
-    uint64_t bcd = s->digits <= 8 ? NumBcdOf8((uint32_t)c)
-                                  : (uint64_t)NumBcdOf8((uint32_t)(c / 100000000u)) << 32 | NumBcdOf8((uint32_t)(c % 100000000u));
-    bcd = NumBigEndian64(bcd << 4 * (SHORT_DIGITS - s->digits));
+    uint64_t bcd = NumBigEndian64(NumBcdOf16(s->coefficient) << 4 * (SHORT_DIGITS - s->digits));
     memcpy(value->bytes + NUM_DIGIT_BYTE, &bcd, 8);
     NumWriteHead(value, s->negative, s->digits, s->exponent);
 }

@@ -74,7 +74,7 @@ void NumTrim(NumWide *w);
 typedef struct NumShort {
     uint64_t coefficient;  // 0 for zero
     int exponent;
-    int digits;  // of the coefficient; 0 for zero
+    int digits;  // of the coefficient, or a read value's count if that is more; 0 for zero
     bool negative;
 } NumShort;
 
