@@ -297,7 +297,8 @@ bool shortArithmetic(int code, Value &left, Value &right, Value &out) {
         zeroNumber(out.place());
         return true;
     }
-    return out.placeShort(code == OP_PLUS ? '+' : code == OP_MINUS ? '-' : code == OP_MULTIPLY ? '*' : '/', a, b);
+    static_assert(OP_PLUS == 0 && OP_MINUS == 1 && OP_DIVIDE == 2 && OP_MULTIPLY == 3, "the characters below");
+    return out.placeShort("+-/*"[code], a, b);
 }
 
 // + - * / on two Numbers: a host's callback in the operator's Number slot
