@@ -20,6 +20,7 @@ void copyReport(ExpError *report) {
 
 // Walks a list of nodes with RecursionCheck; the first non-zero answer.
 int listReaches(HEC ec, const char *name, HARRAY list, int depth);
+int operatorReaches(HEC ec, const char *name, const ExpNode *node, int depth);
 
 // Non-zero when the tree under node reaches name through named formulas.
 // The report goes on the outermost reference. depth bounds a walk through
@@ -44,11 +45,25 @@ int reaches(HEC ec, const char *name, const ExpNode *node, int depth) {
         return hit;
     }
     default:
-        if (isOperatorKind(node->kind))
-            return reaches(ec, name, (ExpNode *)node->left, depth) ||
-                   reaches(ec, name, (ExpNode *)node->right, depth);
-        return 0;
+        return isOperatorKind(node->kind) && operatorReaches(ec, name, node, depth);
     }
+}
+
+// A left-leaning run such as a+b+c+... is taken down its left edge a chunk
+// at a time, so that a long chain costs stack per chunk, not per node. Left
+// operands still come before right ones.
+int operatorReaches(HEC ec, const char *name, const ExpNode *node, int depth) {
+    enum { Chunk = 64 };
+    const ExpNode *run[Chunk];
+    int n = 0;
+    for (; n < Chunk && node && isOperatorKind(node->kind); n++) {
+        run[n] = node;
+        node = (const ExpNode *)node->left;
+    }
+    if (reaches(ec, name, node, depth)) return 1;
+    while (n > 0)
+        if (reaches(ec, name, (const ExpNode *)run[--n]->right, depth)) return 1;
+    return 0;
 }
 
 int listReaches(HEC ec, const char *name, HARRAY list, int depth) {
