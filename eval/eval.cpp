@@ -15,6 +15,11 @@
 
 namespace {
 
+// What the walk does at a node but seldom is kept out of line, marked
+// Cold, so that the frames of the recursion stay small: a deep tree costs
+// the host's stack a few hundred bytes a level.
+#define Cold [[gnu::noinline]]
+
 // A walk deeper than this gives no result. A left-leaning chain such as
 // 1+1+1+... or a long chain of named formulas grows one level per link and
 // would otherwise take the host's stack with it.
@@ -53,6 +58,14 @@ struct Value {
         return &inPlace;
     }
     Number *number() { return (Number *)data(); }
+    // The 25 bytes of a Number or DateTime into dest, packed straight there
+    // when short.
+    void copyOut(void *dest) {
+        if (form == Short)
+            NumShortWrite((Number *)dest, &quick);
+        else
+            memcpy(dest, form == Literal ? literal : data(), ValueSize);
+    }
     // The value as a short binary Number, when it is one: the word kept
     // here, or the bytes read into scratch.
     const NumShort *shortForm(NumShort *scratch) {
@@ -89,7 +102,7 @@ struct Value {
     void *takeBlock() {
         void *b = block;
         block = 0;
-        if (!b && has() && (b = SvcAlloc(ValueSize)) != 0) memcpy(b, data(), ValueSize);
+        if (!b && has() && (b = SvcAlloc(ValueSize)) != 0) copyOut(b);
         form = None;
         return b;
     }
@@ -136,7 +149,7 @@ void numberLiteral(const ExpNode *node, Value &out) {
 
 // A literal is read again at every evaluation; a text that no longer reads
 // as a date leaves the null value, which is still a value.
-void dateLiteral(const ExpNode *node, Value &out) {
+Cold void dateLiteral(const ExpNode *node, Value &out) {
     if (node->left) TextToDate(out.place(), (const char *)node->left);
 }
 
@@ -154,7 +167,7 @@ void unescape(char *dest, const char *src) {
     *dest = 0;
 }
 
-void *stringLiteral(const ExpNode *node) {
+Cold void *stringLiteral(const ExpNode *node) {
     const char *text = (const char *)node->left;
     if (!text) return 0;
     size_t length = SvcStrLen(text);
@@ -236,7 +249,7 @@ void **buildArguments(const Walk &walk, const ExpItem *item, HARRAY list, int co
     return vector;
 }
 
-void *functionValue(const Walk &walk, const ExpNode *node) {
+Cold void *functionValue(const Walk &walk, const ExpNode *node) {
     int size = sizeForType(node->dataType);
     const char *name = (const char *)node->left;
     ExpItem *item = size && name ? itemLookup(walk.ec, ZEM_ITEM_FUNCTION, name) : 0;
@@ -304,10 +317,8 @@ bool shortArithmetic(int code, Value &left, Value &right, Value &out) {
 // + - * / on two Numbers: a host's callback in the operator's Number slot
 // takes the operands exactly as they came; else a null operand counts as
 // zero, and a division with a zero on either side gives zero.
-void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
-    if (!left.has() || !right.has()) return;
+Cold void generalArithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
     ZEMOperatorCallback hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER];
-    if (!hostOperator && shortArithmetic(code, left, right, out)) return;
     Number *result = out.place();
     if (hostOperator) {
         hostOperator(walk.ec, walk.current, 0, ValueSize, left.data(), ValueSize, right.data(),
@@ -328,6 +339,15 @@ void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &ou
             SvcNumDiv(result, a, b);
         break;
     }
+}
+
+// No result unless both operands gave one; the short path when no host's
+// callback stands in and the operands and the result are short.
+void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
+    if (!left.has() || !right.has()) return;
+    bool hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER] != 0;
+    if (hostOperator || !shortArithmetic(code, left, right, out))
+        generalArithmetic(walk, code, left, right, out);
 }
 
 // A left-leaning run of arithmetic such as a+b+c+... is taken down its left
@@ -360,7 +380,7 @@ void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
 }
 
 // date + n and date - n, with the unit in the node's flags (0 is a day).
-void dateArithmetic(const Walk &walk, const ExpNode *node, int op, Value &out) {
+Cold void dateArithmetic(const Walk &walk, const ExpNode *node, int op, Value &out) {
     Value date, count;
     if (!evalOperands(walk, node, date, count)) return;
     SvcNumNullToZero(count.number());
@@ -368,13 +388,13 @@ void dateArithmetic(const Walk &walk, const ExpNode *node, int op, Value &out) {
 }
 
 // date - date in whole days; null when either date is.
-void dateDifference(const Walk &walk, const ExpNode *node, Value &out) {
+Cold void dateDifference(const Walk &walk, const ExpNode *node, Value &out) {
     Value first, second;
     if (evalOperands(walk, node, first, second))
         DateDifference(out.place(), first.number(), second.number());
 }
 
-void concatenation(const Walk &walk, const ExpNode *node, Value &out) {
+Cold void concatenation(const Walk &walk, const ExpNode *node, Value &out) {
     Value left, right;
     if (!evalOperands(walk, node, left, right)) return;
     const char *l = (const char *)left.data(), *r = (const char *)right.data();
@@ -467,7 +487,7 @@ ZEMAPI int ZEMCALL ZEMEvaluateExpression(HEC ec, HEXP exp, int32_t bufferSize, v
     evaluateRoot(ec, exp, &dataType, value);
     if (!value.has() || !buffer) return 0;
     if (isValueType(dataType)) {
-        memcpy(buffer, value.data(), ValueSize);
+        value.copyOut(buffer);
         return 1;
     }
     if (dataType != ZEM_TYPE_STRING || bufferSize < 0) return 0;
@@ -487,7 +507,7 @@ ZEMAPI int ZEMCALL ZEMEvaluateExpressionExt(HEC ec, HEXP exp, uint32_t *length, 
     if (!value.has() || !buffer) return 0;
     if (isValueType(dataType)) {
         if (!*buffer) return 0;
-        memcpy(*buffer, value.data(), ValueSize);
+        value.copyOut(*buffer);
         return 1;
     }
     if (dataType != ZEM_TYPE_STRING) return 0;
