@@ -151,10 +151,15 @@ Win *makeWindow(UiDialog kind, Win *owner) {
     w->kind = kind, w->dialog = true, w->parent = owner;
     w->rect = kind == UiValues ? UiRect{0, 0, 200, 140} : UiRect{0, 0, 600, 560};
     if (kind == UiValues) w->text = "title";
-    std::vector<int> ids = {ID_SIDE_CONTROL};
-    if (kind == UiBuilder) ids = {1, 2};
-    for (int id = 100; kind == UiBuilder && id <= 139; id++) ids.push_back(id);
-    if (kind == UiError || kind == UiLoadError) ids = {200, 201, 202};
+    std::vector<int> ids;
+    if (kind == UiBuilder) {
+        ids = {1, 2};
+        for (int id = 100; id <= 139; id++) ids.push_back(id);
+    } else if (kind == UiError || kind == UiLoadError) {
+        ids = {200, 201, 202};
+    } else {
+        ids = {ID_SIDE_CONTROL};
+    }
     for (int id : ids) {
         auto c = std::make_unique<Win>();
         c->id = id, c->parent = w.get(), c->sorted = id == 106 || id == 107 || kind == UiValues;
