@@ -63,10 +63,13 @@ constexpr FiveStep FIVE_STEPS[] = {{16, inverseOf(power5(16)), UINT64_MAX / powe
                                    {1, inverseOf(power5(1)), UINT64_MAX / power5(1)}};
 
 uint64_t dropZeros(uint64_t x, long long *exponent) {
+    const FiveStep &one = FIVE_STEPS[4];
+    if (x * one.inverse > one.limit) return x;  // most values end in no zero
     int twos = __builtin_ctzll(x), k = 0;
     for (const FiveStep &step : FIVE_STEPS) {
+        if (k + step.k > twos) continue;
         uint64_t q = x * step.inverse;
-        if (k + step.k <= twos && q <= step.limit) {
+        if (q <= step.limit) {
             x = q;
             k += step.k;
         }
@@ -75,19 +78,30 @@ uint64_t dropZeros(uint64_t x, long long *exponent) {
     return x >> k;
 }
 
-// The normal form of negative * coefficient * 10^exponent: no trailing zero
-// digit, zero positive with exponent 0. False when more than 16 digits are
-// left or the value is out of range (the general path gives null or zero).
+// Whether x * 10^up stays below 10^18.
+bool alignsBelow18(uint64_t x, int up) { return up <= 18 && x < POW10[18 - up]; }
+
+// negative * coefficient * 10^exponent, zero positive with exponent 0.
+// Trailing zero digits stay until the value is packed, unless they are what
+// takes it beyond 16 digits. False when more than 16 digits are left or the
+// value is out of range (the general path gives null or zero). The range is
+// about the place of the leading digit, which the zeros do not move; it is
+// counted only near the ends of the range.
 bool shortResult(Short *r, bool negative, uint64_t coefficient, long long exponent) {
     if (coefficient == 0) {
-        *r = Short{0, 0, 0, false};
+        *r = Short{0, 0, false};
         return true;
     }
-    if (!(coefficient & 1)) coefficient = dropZeros(coefficient, &exponent);
-    int count = digitsOf(coefficient);
-    long long top = exponent + count - 1;
-    if (count > SHORT_DIGITS || top > NUM_TOP_MAX || top < NUM_TOP_MIN) return false;
-    *r = Short{coefficient, (int)exponent, count, negative};
+    if (coefficient >= POW10[SHORT_DIGITS]) {
+        if (coefficient & 1) return false;
+        coefficient = dropZeros(coefficient, &exponent);
+        if (coefficient >= POW10[SHORT_DIGITS]) return false;
+    }
+    if (exponent < NUM_TOP_MIN || exponent + SHORT_DIGITS - 1 > NUM_TOP_MAX) {
+        long long top = exponent + digitsOf(coefficient) - 1;
+        if (top > NUM_TOP_MAX || top < NUM_TOP_MIN) return false;
+    }
+    *r = Short{coefficient, (int)exponent, negative};
     return true;
 }
 
@@ -102,7 +116,7 @@ bool shortAdd(Short *r, const Short *a, const Short *b, bool subtracting) {
     int low = a->exponent < b->exponent ? a->exponent : b->exponent;
     int upA = a->exponent - low, upB = b->exponent - low;
     // Both aligned below 10^18, so that their sum stays inside the word.
-    if (a->digits + upA > 18 || b->digits + upB > 18) return false;
+    if (!alignsBelow18(a->coefficient, upA) || !alignsBelow18(b->coefficient, upB)) return false;
     uint64_t x = a->coefficient * POW10[upA], y = b->coefficient * POW10[upB];
     if (a->negative == bNegative) return shortResult(r, bNegative, x + y, low);
     if (x >= y) return shortResult(r, a->negative, x - y, low);
@@ -111,9 +125,9 @@ bool shortAdd(Short *r, const Short *a, const Short *b, bool subtracting) {
 
 bool shortMul(Short *r, const Short *a, const Short *b) {
     if (a->coefficient == 0 || b->coefficient == 0) return shortResult(r, false, 0, 0);
-    if (a->digits + b->digits > 19) return false;
-    return shortResult(r, a->negative != b->negative, a->coefficient * b->coefficient,
-                       (long long)a->exponent + b->exponent);
+    uint64_t product;
+    if (__builtin_mul_overflow(a->coefficient, b->coefficient, &product)) return false;
+    return shortResult(r, a->negative != b->negative, product, (long long)a->exponent + b->exponent);
 }
 
 // Only a quotient that comes out exact within 18 digits is taken here; a
@@ -121,7 +135,7 @@ bool shortMul(Short *r, const Short *a, const Short *b) {
 bool shortDiv(Short *r, const Short *a, const Short *b) {
     if (b->coefficient == 0) return false;
     if (a->coefficient == 0) return shortResult(r, false, 0, 0);
-    int up = 18 - a->digits;
+    int up = 18 - digitsOf(a->coefficient);
     uint64_t dividend = a->coefficient * POW10[up];
     if (dividend % b->coefficient != 0) return false;
     return shortResult(r, a->negative != b->negative, dividend / b->coefficient,
@@ -135,16 +149,15 @@ bool NumShortRead(const Number *value, NumShort *s) {
     const unsigned char *b = value->bytes;
     int count = b[NUM_COUNT_BYTE];
     if (b[0] == 0 || count > SHORT_DIGITS) return false;
-    *s = Short{0, 0, 0, false};
+    *s = Short{0, 0, false};
     if (count == 0) return true;
     uint64_t x;
     memcpy(&x, b + NUM_DIGIT_BYTE, 8);
     x = NumBigEndian64(x) >> 4 * (SHORT_DIGITS - count);
     if (NumNibbleAbove9(x)) return false;
     uint64_t limbs = NumBcdToLimbs(x);
-    s->coefficient = (limbs >> 32) * 100000000ull + (uint32_t)limbs;
+    s->coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
     if (s->coefficient == 0) return true;  // digits all zero: zero
-    s->digits = count;  // a leading zero digit only makes the bounds stricter
     s->negative = b[NUM_SIGN_BYTE] != 0;
     s->exponent = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8);
     return true;
@@ -155,10 +168,14 @@ void NumShortWrite(Number *value, const NumShort *s) {
         NumSetZero(value);
         return;
     }
+    uint64_t coefficient = s->coefficient;
+    long long exponent = s->exponent;
+    if (!(coefficient & 1)) coefficient = dropZeros(coefficient, &exponent);
+    int digits = digitsOf(coefficient);
     memset(value, 0, sizeof *value);
-    uint64_t bcd = NumBigEndian64(NumBcdOf16(s->coefficient) << 4 * (SHORT_DIGITS - s->digits));
+    uint64_t bcd = NumBigEndian64(NumBcdOf16(coefficient) << 4 * (SHORT_DIGITS - digits));
     memcpy(value->bytes + NUM_DIGIT_BYTE, &bcd, 8);
-    NumWriteHead(value, s->negative, s->digits, s->exponent);
+    NumWriteHead(value, s->negative, digits, (int)exponent);
 }
 
 bool NumShortCalc(NumShort *result, int op, const NumShort *a, const NumShort *b) {

@@ -71,10 +71,11 @@ void NumTrim(NumWide *w);
 // ---- Numbers of at most 16 digits as one binary word, the fast path of
 // the arithmetic and what the evaluator keeps between operations, so that
 // a result is packed only when somebody reads it.
+// A computed value may keep trailing zero digits in its coefficient; they
+// come off when it is packed.
 typedef struct NumShort {
     uint64_t coefficient;  // 0 for zero
     int exponent;
-    int digits;  // of the coefficient, or a read value's count if that is more; 0 for zero
     bool negative;
 } NumShort;
 
