@@ -106,7 +106,7 @@ void itemStoreRelease(HARRAY store) {
     SvcArrayDestroy(store);
 }
 
-ExpItem *itemLookup(const EC *ec, int kind, const char *name) {
+[[gnu::flatten]] ExpItem *itemLookup(const EC *ec, int kind, const char *name) {
     return lookupWith(ec, kind, name, exactName);
 }
 

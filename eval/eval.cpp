@@ -357,10 +357,19 @@ void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &ou
 // evalAt, which gives it no result.
 enum { RunChunk = 16 };
 
+// A number literal, the commonest operand, is taken without a call.
+void evalOperand(const Walk &walk, const ExpNode *node, Value &out) {
+    if (node && node->kind == NodeNumber && walk.depth < kMaxDepth)
+        numberLiteral(node, out);
+    else
+        evalAt(walk, node, out);
+}
+
 void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
     const ExpNode *run[RunChunk];
-    int n = 0;
-    for (; n < RunChunk && arithmeticCode(node) >= 0 && walk.depth + n <= kMaxDepth; n++) {
+    int codes[RunChunk], n = 0;
+    for (; n < RunChunk && walk.depth + n <= kMaxDepth && (codes[n] = arithmeticCode(node)) >= 0;
+         n++) {
         run[n] = node;
         node = child(node->left);
     }
@@ -369,11 +378,11 @@ void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
     Walk at = {walk.ec, walk.current, walk.depth + n - 1};
     Value sums[2];
     int sum = 0;
-    evalAt(at, node, n ? sums[sum] : out);
+    evalOperand(at, node, n ? sums[sum] : out);
     for (; n > 0; n--, at.depth--) {
         Value right;
-        evalAt(at, child(run[n - 1]->right), right);
-        arithmetic(at, arithmeticCode(run[n - 1]), sums[sum], right, n == 1 ? out : sums[sum ^ 1]);
+        evalOperand(at, child(run[n - 1]->right), right);
+        arithmetic(at, codes[n - 1], sums[sum], right, n == 1 ? out : sums[sum ^ 1]);
         sums[sum].clear();
         sum ^= 1;
     }

@@ -135,6 +135,14 @@ bool shortMul(Short *r, const Short *a, const Short *b) {
 bool shortDiv(Short *r, const Short *a, const Short *b) {
     if (b->coefficient == 0) return false;
     if (a->coefficient == 0) return shortResult(r, false, 0, 0);
+    // A whole quotient of the coefficients needs no scaling, and its
+    // division is the quicker one. A divisor prime to 10 that does not
+    // divide the coefficient divides no power of ten times it either.
+    if (a->coefficient % b->coefficient == 0)
+        return shortResult(r, a->negative != b->negative, a->coefficient / b->coefficient,
+                           (long long)a->exponent - b->exponent);
+    const FiveStep &five = FIVE_STEPS[4];
+    if ((b->coefficient & 1) && b->coefficient * five.inverse > five.limit) return false;
     int up = 18 - digitsOf(a->coefficient);
     uint64_t dividend = a->coefficient * POW10[up];
     if (dividend % b->coefficient != 0) return false;
@@ -149,17 +157,19 @@ bool NumShortRead(const Number *value, NumShort *s) {
     const unsigned char *b = value->bytes;
     int count = b[NUM_COUNT_BYTE];
     if (b[0] == 0 || count > SHORT_DIGITS) return false;
-    *s = Short{0, 0, false};
-    if (count == 0) return true;
-    uint64_t x;
-    memcpy(&x, b + NUM_DIGIT_BYTE, 8);
-    x = NumBigEndian64(x) >> 4 * (SHORT_DIGITS - count);
+    uint64_t x = 0;
+    if (count) {
+        memcpy(&x, b + NUM_DIGIT_BYTE, 8);
+        x = NumBigEndian64(x) >> 4 * (SHORT_DIGITS - count);
+    }
     if (NumNibbleAbove9(x)) return false;
     uint64_t limbs = NumBcdToLimbs(x);
-    s->coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
-    if (s->coefficient == 0) return true;  // digits all zero: zero
-    s->negative = b[NUM_SIGN_BYTE] != 0;
-    s->exponent = (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8);
+    uint64_t coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
+    if (coefficient == 0)  // no digits, or all zero: zero
+        *s = Short{0, 0, false};
+    else
+        *s = Short{coefficient, (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8),
+                   b[NUM_SIGN_BYTE] != 0};
     return true;
 }
 
