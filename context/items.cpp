@@ -106,6 +106,8 @@ void itemStoreRelease(HARRAY store) {
     SvcArrayDestroy(store);
 }
 
+// The evaluator looks an input item up at every reference: the walk and its
+// comparison are compiled into this one function.
 [[gnu::flatten]] ExpItem *itemLookup(const EC *ec, int kind, const char *name) {
     return lookupWith(ec, kind, name, exactName);
 }
