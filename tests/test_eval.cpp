@@ -289,6 +289,12 @@ TEST(EvalOperators, NullsRulesDepthAndReferenceFormulas) {
     for (const char *text : {"7 % 2", "D - S", "S + S"})  // no rule: nothing is evaluated
         EXPECT_EQ("(fail)", evaluate(h.ec, h.parse(text))) << text;
     EXPECT_EQ(0u, gInputCalls.size());
+    ExpNode stale = {};  // a date literal whose text no longer reads is the null value
+    stale.kind = NodeDate, stale.dataType = ZEM_TYPE_DATETIME, stale.left = (void *)"31/31/2001";
+    unsigned char *null = (unsigned char *)EvalNode(h.ec, nullptr, &stale);
+    ASSERT_NE(nullptr, null);
+    EXPECT_EQ(std::string(ZEM_VALUE_SIZE, '\0'), std::string((char *)null, ZEM_VALUE_SIZE));
+    SvcFree(null);
     int numbers = 0;
     int lines = EachReferenceLine(ZEM_EVAL_CASES, '\t', [&](const CaseFields &c) {
         HEXP exp = h.parse(c.at(1).c_str());
