@@ -62,9 +62,10 @@ constexpr FiveStep FIVE_STEPS[] = {{16, inverseOf(power5(16)), UINT64_MAX / powe
                                    {2, inverseOf(power5(2)), UINT64_MAX / power5(2)},
                                    {1, inverseOf(power5(1)), UINT64_MAX / power5(1)}};
 
+bool multipleOf5(uint64_t x) { return x * FIVE_STEPS[4].inverse <= FIVE_STEPS[4].limit; }
+
 uint64_t dropZeros(uint64_t x, long long *exponent) {
-    const FiveStep &one = FIVE_STEPS[4];
-    if (x * one.inverse > one.limit) return x;  // most values end in no zero
+    if (!multipleOf5(x)) return x;  // most values end in no zero
     int twos = __builtin_ctzll(x), k = 0;
     for (const FiveStep &step : FIVE_STEPS) {
         if (k + step.k > twos) continue;
@@ -141,8 +142,7 @@ bool shortDiv(Short *r, const Short *a, const Short *b) {
     if (a->coefficient % b->coefficient == 0)
         return shortResult(r, a->negative != b->negative, a->coefficient / b->coefficient,
                            (long long)a->exponent - b->exponent);
-    const FiveStep &five = FIVE_STEPS[4];
-    if ((b->coefficient & 1) && b->coefficient * five.inverse > five.limit) return false;
+    if ((b->coefficient & 1) && !multipleOf5(b->coefficient)) return false;
     int up = 18 - digitsOf(a->coefficient);
     uint64_t dividend = a->coefficient * POW10[up];
     if (dividend % b->coefficient != 0) return false;
