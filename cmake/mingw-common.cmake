@@ -5,9 +5,6 @@ set(CMAKE_C_COMPILER ${ZEM_MINGW_TRIPLE}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${ZEM_MINGW_TRIPLE}-g++-posix)
 set(CMAKE_RC_COMPILER ${ZEM_MINGW_TRIPLE}-windres)
 set(CMAKE_OBJDUMP ${ZEM_MINGW_TRIPLE}-objdump)
-# Archives of link-time optimised objects need the compiler's archiver.
-set(CMAKE_AR ${ZEM_MINGW_TRIPLE}-gcc-ar-posix)
-set(CMAKE_RANLIB ${ZEM_MINGW_TRIPLE}-gcc-ranlib-posix)
 
 set(CMAKE_FIND_ROOT_PATH /usr/${ZEM_MINGW_TRIPLE})
 # Build tools (python, flex, bison, wine) come from the build machine,
