@@ -228,13 +228,40 @@ bool readDigits(const Number *value, Digits *d) {
     return d->zero || d->word[0] >> 60 != 0;
 }
 
-// The window of a value read by readDigits as limbs, low first.
-void windowLimbs(const Digits *d, uint32_t *limb) {
+// The product of two windows, each at least 10^39, rounded into result.
+// Its 79 or 80 digits reach the top limb of ten; the top six limbs go to
+// NumPackDigits as BCD, the four below only as whether any is not zero.
+// Unlike multiply, one carry pass from the lowest column up: a chain, but
+// with half the divisions, and the multiplier is what bounds this path.
+void multiplyWindows(Number *result, const Digits *a, const Digits *b) {
+    enum { W = WINDOW_LIMBS };
+    uint32_t x[W], y[W];
     for (int k = 0; k < 3; k++) {
-        uint64_t pair = NumBcdToLimbs(d->word[k]);
-        limb[WINDOW_LIMBS - 1 - 2 * k] = (uint32_t)(pair >> 32);
-        if (k < 2) limb[WINDOW_LIMBS - 2 - 2 * k] = (uint32_t)pair;
+        uint64_t p = NumBcdToLimbs(a->word[k]), q = NumBcdToLimbs(b->word[k]);
+        x[W - 1 - 2 * k] = (uint32_t)(p >> 32);
+        y[W - 1 - 2 * k] = (uint32_t)(q >> 32);
+        if (k < 2) {
+            x[W - 2 - 2 * k] = (uint32_t)p;
+            y[W - 2 - 2 * k] = (uint32_t)q;
+        }
     }
+    uint64_t column[2 * W - 1] = {0};
+    for (int i = 0; i < W; i++)
+        for (int j = 0; j < W; j++) column[i + j] += (uint64_t)x[i] * y[j];
+    uint32_t limb[2 * W];
+    uint64_t high = 0;
+    for (int k = 0; k < 2 * W - 1; k++) {
+        uint64_t t = column[k] + high;
+        high = t / BASE;
+        limb[k] = (uint32_t)(t - high * BASE);
+    }
+    limb[2 * W - 1] = (uint32_t)high;
+    uint64_t words[3];
+    for (int j = 0; j < 3; j++)
+        words[j] = (uint64_t)NumBcdOf8(limb[2 * W - 1 - 2 * j]) << 32 | NumBcdOf8(limb[2 * W - 2 - 2 * j]);
+    bool sticky = (limb[0] | limb[1] | limb[2] | limb[3]) != 0;
+    long long last = (long long)a->top + b->top - 2 * (NUM_PRECISION - 1);
+    NumPackDigits(result, a->negative != b->negative, words, 3, last + 2 * W * NUM_LIMB_DIGITS - 1, sticky);
 }
 
 // The three words shifted down by at nibbles into the six of s.
@@ -408,19 +435,13 @@ ZEMAPI int ZEMCALL SvcNumSub(Number *result, const Number *left, const Number *r
 
 ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *right) {
     if (NumShortOp(result, '*', left, right)) return 1;
-    NumWide r;
     Digits a, b;
     if (readDigits(left, &a) && readDigits(right, &b)) {
         if (a.zero || b.zero) {
             NumSetZero(result);
             return 1;
         }
-        uint32_t x[WINDOW_LIMBS], y[WINDOW_LIMBS];
-        windowLimbs(&a, x);
-        windowLimbs(&b, y);
-        multiply(&r, x, y);
-        long long last = (long long)a.top + b.top - 2 * (NUM_PRECISION - 1);
-        NumPack(result, a.negative != b.negative, &r, last);
+        multiplyWindows(result, &a, &b);
         return 1;
     }
     // Operands the digit words do not take: unpacked one by one.
@@ -429,6 +450,7 @@ ZEMAPI int ZEMCALL SvcNumMul(Number *result, const Number *left, const Number *r
     uint32_t x[WINDOW_LIMBS] = {0}, y[WINDOW_LIMBS] = {0};
     memcpy(x, p.whole.limb, p.whole.n * sizeof x[0]);
     memcpy(y, q.whole.limb, q.whole.n * sizeof y[0]);
+    NumWide r;
     multiply(&r, x, y);
     NumPack(result, p.negative != q.negative, &r, (long long)p.exponent + q.exponent);
     return 1;
