@@ -231,8 +231,11 @@ bool readDigits(const Number *value, Digits *d) {
 // The product of two windows, each at least 10^39, rounded into result.
 // Its 79 or 80 digits reach the top limb of ten; the top six limbs go to
 // NumPackDigits as BCD, the four below only as whether any is not zero.
-// Unlike multiply, one carry pass from the lowest column up: a chain, but
-// with half the divisions, and the multiplier is what bounds this path.
+// Unlike multiply, each column is split once, with the carry from the one
+// below: half the divisions, the multiplier being what bounds this path,
+// at the cost of a chain. The chain runs in two halves side by side; the
+// lower half's carry then goes into the upper, where it takes up to six
+// from one limb and at most one from each after that.
 void multiplyWindows(Number *result, const Digits *a, const Digits *b) {
     enum { W = WINDOW_LIMBS };
     uint32_t x[W], y[W];
@@ -249,13 +252,25 @@ void multiplyWindows(Number *result, const Digits *a, const Digits *b) {
     for (int i = 0; i < W; i++)
         for (int j = 0; j < W; j++) column[i + j] += (uint64_t)x[i] * y[j];
     uint32_t limb[2 * W];
-    uint64_t high = 0;
-    for (int k = 0; k < 2 * W - 1; k++) {
+    uint64_t high = 0, upper = 0;
+    for (int k = 0; k < W; k++) {
         uint64_t t = column[k] + high;
         high = t / BASE;
         limb[k] = (uint32_t)(t - high * BASE);
+        if (k + W < 2 * W - 1) {
+            uint64_t u = column[k + W] + upper;
+            upper = u / BASE;
+            limb[k + W] = (uint32_t)(u - upper * BASE);
+        }
     }
-    limb[2 * W - 1] = (uint32_t)high;
+    limb[2 * W - 1] = (uint32_t)upper;
+    uint32_t t = limb[W] + (uint32_t)high, carry = t / BASE;
+    limb[W] = t - carry * BASE;
+    for (int k = W + 1; carry && k < 2 * W; k++) {
+        t = limb[k] + carry;
+        carry = t >= BASE;
+        limb[k] = carry ? t - BASE : t;
+    }
     uint64_t words[3];
     for (int j = 0; j < 3; j++)
         words[j] = (uint64_t)NumBcdOf8(limb[2 * W - 1 - 2 * j]) << 32 | NumBcdOf8(limb[2 * W - 2 - 2 * j]);
