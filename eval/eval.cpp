@@ -11,6 +11,7 @@
 #include "eval/convert.h"
 #include "eval/datemath.h"
 #include "eval/eval.h"
+#include "services/number_bytes.h"
 #include "services/services.h"
 
 namespace {

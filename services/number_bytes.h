@@ -79,6 +79,29 @@ inline uint64_t NumBcdToLimbs(uint64_t x) {
 // Bit 3 with bit 2 or bit 1 of a nibble: a nibble above 9 somewhere in x.
 inline bool NumNibbleAbove9(uint64_t x) { return (x & (x << 1 | x << 2) & 0x8888888888888888ull) != 0; }
 
+// A Number of at most 16 digits as one binary word; false for the null
+// value, more than 16 digits or a nibble above 9. Inline, because the
+// evaluator reads every operand through it.
+inline bool NumShortRead(const Number *value, NumShort *s) {
+    const unsigned char *b = value->bytes;
+    int count = b[NUM_COUNT_BYTE];
+    if (b[0] == 0 || count > 16) return false;
+    uint64_t x = 0;
+    if (count) {
+        memcpy(&x, b + NUM_DIGIT_BYTE, 8);
+        x = NumBigEndian64(x) >> 4 * (16 - count);
+    }
+    if (NumNibbleAbove9(x)) return false;
+    uint64_t limbs = NumBcdToLimbs(x);
+    uint64_t coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
+    if (coefficient == 0)  // no digits, or all zero: zero
+        *s = NumShort{0, 0, false};
+    else
+        *s = NumShort{coefficient, (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8),
+                      b[NUM_SIGN_BYTE] != 0};
+    return true;
+}
+
 // The digit bytes of a value with count digits as three words, the
 // first the highest and the last in the top half of its word, digits past
 // the count 0; false when a nibble is above 9.

@@ -152,27 +152,6 @@ bool shortDiv(Short *r, const Short *a, const Short *b) {
 
 }  // namespace
 
-// False for the null value, more than 16 digits or a nibble above 9.
-bool NumShortRead(const Number *value, NumShort *s) {
-    const unsigned char *b = value->bytes;
-    int count = b[NUM_COUNT_BYTE];
-    if (b[0] == 0 || count > SHORT_DIGITS) return false;
-    uint64_t x = 0;
-    if (count) {
-        memcpy(&x, b + NUM_DIGIT_BYTE, 8);
-        x = NumBigEndian64(x) >> 4 * (SHORT_DIGITS - count);
-    }
-    if (NumNibbleAbove9(x)) return false;
-    uint64_t limbs = NumBcdToLimbs(x);
-    uint64_t coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
-    if (coefficient == 0)  // no digits, or all zero: zero
-        *s = Short{0, 0, false};
-    else
-        *s = Short{coefficient, (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8),
-                   b[NUM_SIGN_BYTE] != 0};
-    return true;
-}
-
 void NumShortWrite(Number *value, const NumShort *s) {
     if (s->coefficient == 0) {
         NumSetZero(value);

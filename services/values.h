@@ -79,8 +79,7 @@ typedef struct NumShort {
     bool negative;
 } NumShort;
 
-// False for the null value, more than 16 digits or a nibble above 9.
-bool NumShortRead(const Number *value, NumShort *out);
+// NumShortRead, which reads one, is in services/number_bytes.h.
 // Packs a short result of NumShortCalc.
 void NumShortWrite(Number *value, const NumShort *s);
 // + - * / (op is the character) when the exact result, normalised, has at
