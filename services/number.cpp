@@ -153,10 +153,6 @@ int windowLimbs(const unsigned char *b, int count, uint32_t *limb) {
     return n;
 }
 
-int countOf(const unsigned char *b) { return b[COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[COUNT_BYTE]; }
-
-int exponentOf(const unsigned char *b) { return (int16_t)(b[EXPONENT_BYTE] | b[EXPONENT_BYTE + 1] << 8); }
-
 int topOf(const NumDigits *n) { return n->exponent + n->count - 1; }
 
 // Keeps the digits at 10^-places and above. With roundHalf, a dropped part
@@ -201,11 +197,10 @@ int NumDecode(const Number *value, NumDigits *out) {
     if (b[0] == 0) return 0;
     // A value built elsewhere than here is held to the digits there are room
     // for, so that no reading goes astray.
-    int count = b[COUNT_BYTE];
-    if (count > NUM_PRECISION) count = NUM_PRECISION;
+    int count = NumReadCount(b);
     out->count = count;
     out->negative = count > 0 && b[SIGN_BYTE] != 0;
-    out->exponent = count > 0 ? (int16_t)(b[EXPONENT_BYTE] | b[EXPONENT_BYTE + 1] << 8) : 0;
+    out->exponent = count > 0 ? NumReadExponent(b) : 0;
     for (int i = 0; i < count; i++) {
         int byte = b[DIGIT_BYTE + i / 2];
         int d = i % 2 == 0 ? byte >> 4 : byte & 0x0F;
@@ -255,13 +250,13 @@ void NumShiftUp(NumWide *w, int k) {
 int NumUnpack(const Number *value, NumParts *out) {
     const unsigned char *b = value->bytes;
     if (b[0] == 0) return 0;
-    int count = countOf(b);
+    int count = NumReadCount(b);
     out->negative = count > 0 && b[SIGN_BYTE] != 0;
     NumWide *w = &out->whole;
     int limbs = windowLimbs(b, count, w->limb);
     w->n = limbs;
     NumTrim(w);
-    out->exponent = w->n ? exponentOf(b) + count - limbs * NUM_LIMB_DIGITS : 0;
+    out->exponent = w->n ? NumReadExponent(b) + count - limbs * NUM_LIMB_DIGITS : 0;
     return 1;
 }
 
@@ -367,11 +362,11 @@ ZEMAPI void ZEMCALL SvcNumNegate(Number *value) {
 ZEMAPI int ZEMCALL SvcNumCompare(const Number *a, const Number *b) {
     const unsigned char *x = a->bytes, *y = b->bytes;
     if (x[0] == 0 || y[0] == 0) return (x[0] != 0) - (y[0] != 0);
-    int cx = countOf(x), cy = countOf(y);
+    int cx = NumReadCount(x), cy = NumReadCount(y);
     int sx = cx == 0 ? 0 : x[SIGN_BYTE] ? -1 : 1, sy = cy == 0 ? 0 : y[SIGN_BYTE] ? -1 : 1;
     if (sx != sy) return sx < sy ? -1 : 1;
     if (sx == 0) return 0;
-    int tx = exponentOf(x) + cx - 1, ty = exponentOf(y) + cy - 1;
+    int tx = NumReadExponent(x) + cx - 1, ty = NumReadExponent(y) + cy - 1;
     if (tx != ty) return tx < ty ? -sx : sx;
     // Both windows' limbs from the top, 0 past the count.
     uint32_t lx[WINDOW] = {0}, ly[WINDOW] = {0};

@@ -220,12 +220,21 @@ struct Digits {
 bool readDigits(const Number *value, Digits *d) {
     const unsigned char *b = value->bytes;
     if (b[0] == 0) return false;
-    int count = b[NUM_COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[NUM_COUNT_BYTE];
+    int count = NumReadCount(b);
     if (!NumReadWords(b, count, d->word)) return false;
     d->zero = count == 0;
     d->negative = !d->zero && b[NUM_SIGN_BYTE] != 0;
-    d->top = d->zero ? 0 : (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8) + count - 1;
+    d->top = d->zero ? 0 : NumReadExponent(b) + count - 1;
     return d->zero || d->word[0] >> 60 != 0;
+}
+
+// The window of a value read by readDigits as limbs, low first.
+void windowLimbs(const Digits *d, uint32_t *limb) {
+    for (int k = 0; k < 3; k++) {
+        uint64_t pair = NumBcdToLimbs(d->word[k]);
+        limb[WINDOW_LIMBS - 1 - 2 * k] = (uint32_t)(pair >> 32);
+        if (k < 2) limb[WINDOW_LIMBS - 2 - 2 * k] = (uint32_t)pair;
+    }
 }
 
 // The product of two windows, each at least 10^39, rounded into result.
@@ -239,15 +248,8 @@ bool readDigits(const Number *value, Digits *d) {
 void multiplyWindows(Number *result, const Digits *a, const Digits *b) {
     enum { W = WINDOW_LIMBS };
     uint32_t x[W], y[W];
-    for (int k = 0; k < 3; k++) {
-        uint64_t p = NumBcdToLimbs(a->word[k]), q = NumBcdToLimbs(b->word[k]);
-        x[W - 1 - 2 * k] = (uint32_t)(p >> 32);
-        y[W - 1 - 2 * k] = (uint32_t)(q >> 32);
-        if (k < 2) {
-            x[W - 2 - 2 * k] = (uint32_t)p;
-            y[W - 2 - 2 * k] = (uint32_t)q;
-        }
-    }
+    windowLimbs(a, x);
+    windowLimbs(b, y);
     uint64_t column[2 * W - 1] = {0};
     for (int i = 0; i < W; i++)
         for (int j = 0; j < W; j++) column[i + j] += (uint64_t)x[i] * y[j];

@@ -35,6 +35,15 @@ inline void NumWriteHead(Number *value, int negative, int count, int last) {
     b[NUM_EXPONENT_BYTE + 1] = (unsigned char)((last >> 8) & 0xFF);
 }
 
+// The digit count, held to the digits there is room for, and the power of
+// ten of the last digit, as the head bytes give them.
+inline int NumReadCount(const unsigned char *b) {
+    return b[NUM_COUNT_BYTE] > NUM_PRECISION ? (int)NUM_PRECISION : b[NUM_COUNT_BYTE];
+}
+inline int NumReadExponent(const unsigned char *b) {
+    return (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8);
+}
+
 // Words read from or written to digit bytes, the first byte the highest.
 #if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
 inline uint64_t NumBigEndian64(uint64_t x) { return x; }
@@ -97,8 +106,7 @@ inline bool NumShortRead(const Number *value, NumShort *s) {
     if (coefficient == 0)  // no digits, or all zero: zero
         *s = NumShort{0, 0, false};
     else
-        *s = NumShort{coefficient, (int16_t)(b[NUM_EXPONENT_BYTE] | b[NUM_EXPONENT_BYTE + 1] << 8),
-                      b[NUM_SIGN_BYTE] != 0};
+        *s = NumShort{coefficient, NumReadExponent(b), b[NUM_SIGN_BYTE] != 0};
     return true;
 }
 
