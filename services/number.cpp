@@ -40,11 +40,9 @@ const uint32_t POW10[NUM_LIMB_DIGITS] = {1, 10, 100, 1000, 10000, 100000, 100000
 // bytes.
 enum { WINDOW = NUM_PRECISION / NUM_LIMB_DIGITS };
 
-const uint64_t NINES = 0x9999999999999999ull;
-
 // x plus one in its lowest digit; x holds BCD digits that are not all nines.
 uint64_t bcdIncrement(uint64_t x) {
-    int nines = __builtin_ctzll(x ^ NINES) & ~3;
+    int nines = __builtin_ctzll(x ^ NUM_NINES) & ~3;
     return ((x >> nines) + 1) << nines;
 }
 
@@ -59,9 +57,9 @@ void finish(Number *value, int negative, uint64_t d0, uint64_t d1, uint64_t d2, 
     if (guard > 5 || (guard == 5 && (sticky || (last & 1)))) {
         if (last != 0x99999999u) {
             last = (uint32_t)bcdIncrement(last);
-        } else if (last = 0, d1 != NINES) {
+        } else if (last = 0, d1 != NUM_NINES) {
             d1 = bcdIncrement(d1);
-        } else if (d1 = 0, d0 != NINES) {
+        } else if (d1 = 0, d0 != NUM_NINES) {
             d0 = bcdIncrement(d0);
         } else {
             // All nines went up to 10^NUM_PRECISION: one digit more.
@@ -144,12 +142,7 @@ int windowLimbs(const unsigned char *b, int count, uint32_t *limb) {
         }
         return n;
     }
-    // Two groups of eight digits a word, the highest group at the top.
-    for (int k = 0, top = n - 1; top >= 0; k++, top -= 2) {
-        uint64_t pair = NumBcdToLimbs(word[k]);
-        limb[top] = (uint32_t)(pair >> 32);
-        if (top > 0) limb[top - 1] = (uint32_t)pair;
-    }
+    NumWordsToLimbs(word, n, limb);
     return n;
 }
 

@@ -85,6 +85,19 @@ inline uint64_t NumBcdToLimbs(uint64_t x) {
     return (x >> 16 & 0x0000FFFF0000FFFFull) * 10000 + (x & 0x0000FFFF0000FFFFull);
 }
 
+// Words of sixteen BCD digits, the highest first, as n limbs of eight
+// digits, low first: the top limb takes the first word's upper half.
+inline void NumWordsToLimbs(const uint64_t *word, int n, uint32_t *limb) {
+    for (int k = 0, top = n - 1; top >= 0; k++, top -= 2) {
+        uint64_t pair = NumBcdToLimbs(word[k]);
+        limb[top] = (uint32_t)(pair >> 32);
+        if (top > 0) limb[top - 1] = (uint32_t)pair;
+    }
+}
+
+// Sixteen nines in BCD.
+inline constexpr uint64_t NUM_NINES = 0x9999999999999999ull;
+
 // Bit 3 with bit 2 or bit 1 of a nibble: a nibble above 9 somewhere in x.
 inline bool NumNibbleAbove9(uint64_t x) { return (x & (x << 1 | x << 2) & 0x8888888888888888ull) != 0; }
 
