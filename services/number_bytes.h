@@ -108,11 +108,15 @@ inline bool NumShortRead(const Number *value, NumShort *s) {
     const unsigned char *b = value->bytes;
     int count = b[NUM_COUNT_BYTE];
     if (b[0] == 0 || count > 16) return false;
-    uint64_t x = 0;
-    if (count) {
-        memcpy(&x, b + NUM_DIGIT_BYTE, 8);
-        x = NumBigEndian64(x) >> 4 * (16 - count);
-    }
+    // The digits are read four bytes at a time, the second four only for
+    // more than eight digits. A host that copies a Number in with two
+    // overlapping 16-byte moves, as compilers do for 25 bytes, leaves bytes
+    // 5 to 8 and 9 to 12 in different stores: one read across both would
+    // wait for them to reach the cache.
+    uint32_t high, low = 0;
+    memcpy(&high, b + NUM_DIGIT_BYTE, 4);
+    if (count > 8) memcpy(&low, b + NUM_DIGIT_BYTE + 4, 4);
+    uint64_t x = count ? ((uint64_t)NumBigEndian32(high) << 32 | NumBigEndian32(low)) >> 4 * (16 - count) : 0;
     if (NumNibbleAbove9(x)) return false;
     uint64_t limbs = NumBcdToLimbs(x);
     uint64_t coefficient = count <= 8 ? limbs : (limbs >> 32) * 100000000ull + (uint32_t)limbs;
