@@ -88,11 +88,19 @@ struct Value {
         form = InPlace;
         return &inPlace;
     }
-    // The result of a short operation, computed straight into the word.
+    // The result of a short operation, computed straight into the word;
+    // a or b may be this value's own word.
     bool placeShort(int op, const NumShort *a, const NumShort *b) {
         if (!NumShortCalc(&quick, op, a, b)) return false;
+        if (block) SvcFree(block);
+        block = 0;
         form = Short;
         return true;
+    }
+    void setNumber(const Number *value) {
+        clear();
+        memcpy(&inPlace, value, ValueSize);
+        form = InPlace;
     }
     void clear() {
         if (block) SvcFree(block);
@@ -302,28 +310,32 @@ int arithmeticCode(const ExpNode *node) {
 }
 
 // Both operands short and the exact result short: the result stays a
-// binary word. A division with a zero on either side gives zero.
-bool shortArithmetic(int code, Value &left, Value &right, Value &out) {
+// binary word, in place of the left operand. A division with a zero on
+// either side gives zero.
+bool shortArithmetic(int code, Value &left, Value &right) {
     NumShort scratchA, scratchB;
     const NumShort *a = left.shortForm(&scratchA), *b = a ? right.shortForm(&scratchB) : 0;
     if (!b) return false;
     if (code == OP_DIVIDE && (a->coefficient == 0 || b->coefficient == 0)) {
-        zeroNumber(out.place());
+        left.clear();
+        zeroNumber(left.place());
         return true;
     }
     static_assert(OP_PLUS == 0 && OP_MINUS == 1 && OP_DIVIDE == 2 && OP_MULTIPLY == 3, "the characters below");
-    return out.placeShort("+-/*"[code], a, b);
+    return left.placeShort("+-/*"[code], a, b);
 }
 
-// + - * / on two Numbers: a host's callback in the operator's Number slot
-// takes the operands exactly as they came; else a null operand counts as
-// zero, and a division with a zero on either side gives zero.
-Cold void generalArithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
+// + - * / on two Numbers, the result in place of the left operand: a
+// host's callback in the operator's Number slot takes the operands exactly
+// as they came; else a null operand counts as zero, and a division with a
+// zero on either side gives zero.
+Cold void generalArithmetic(const Walk &walk, int code, Value &left, Value &right) {
     ZEMOperatorCallback hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER];
-    Number *result = out.place();
+    Number result[1] = {};
     if (hostOperator) {
         hostOperator(walk.ec, walk.current, 0, ValueSize, left.data(), ValueSize, right.data(),
                      ValueSize, result);
+        left.setNumber(result);
         return;
     }
     Number *a = left.number(), *b = right.number();
@@ -340,15 +352,19 @@ Cold void generalArithmetic(const Walk &walk, int code, Value &left, Value &righ
             SvcNumDiv(result, a, b);
         break;
     }
+    left.setNumber(result);
 }
 
-// No result unless both operands gave one; the short path when no host's
-// callback stands in and the operands and the result are short.
-void arithmetic(const Walk &walk, int code, Value &left, Value &right, Value &out) {
-    if (!left.has() || !right.has()) return;
+// left op right, into left. No result unless both operands gave one; the
+// short path when no host's callback stands in and the operands and the
+// result are short.
+void arithmetic(const Walk &walk, int code, Value &left, Value &right) {
+    if (!left.has() || !right.has()) {
+        left.clear();
+        return;
+    }
     bool hostOperator = walk.ec->operators[code].callbacks[ZEM_TYPE_NUMBER] != 0;
-    if (hostOperator || !shortArithmetic(code, left, right, out))
-        generalArithmetic(walk, code, left, right, out);
+    if (hostOperator || !shortArithmetic(code, left, right)) generalArithmetic(walk, code, left, right);
 }
 
 // A left-leaning run of arithmetic such as a+b+c+... is taken down its left
@@ -374,18 +390,13 @@ void arithmeticRun(const Walk &walk, const ExpNode *node, Value &out) {
         run[n] = node;
         node = child(node->left);
     }
-    // The partial result goes back and forth between two values, so that
-    // no step copies it; the last step writes straight into out.
+    // The partial result stays in out, each step working on it in place.
     Walk at = {walk.ec, walk.current, walk.depth + n - 1};
-    Value sums[2];
-    int sum = 0;
-    evalOperand(at, node, n ? sums[sum] : out);
+    evalOperand(at, node, out);
     for (; n > 0; n--, at.depth--) {
         Value right;
         evalOperand(at, child(run[n - 1]->right), right);
-        arithmetic(at, codes[n - 1], sums[sum], right, n == 1 ? out : sums[sum ^ 1]);
-        sums[sum].clear();
-        sum ^= 1;
+        arithmetic(at, codes[n - 1], out, right);
     }
 }
 
