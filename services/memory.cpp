@@ -27,17 +27,31 @@ constexpr bool kRooms = false;
 constexpr bool kRooms = true;
 #endif
 
-// Freed blocks of each room, chained through their first bytes, and the
-// thread's share of the live count: the blocks it made less those it freed.
-// Only its own thread writes live, with a plain load and store rather than
-// a locked instruction; the caches of running threads are chained in a list
-// that the count reads and a thread's exit leaves, handing its share on.
+// Freed blocks of each room, chained through their first bytes, and what
+// gives the thread's share of the live count: the blocks it took from the
+// C library less those it gave back and those waiting here. A block that
+// goes through the cache changes only the count of its room. Only its own
+// thread writes these, with a plain load and store rather than a locked
+// instruction; the caches of running threads are chained in a list that
+// the count reads and a thread's exit leaves, handing its share on.
 struct BlockCache {
     void *head[ROOMS];
-    int count[ROOMS];
-    std::atomic<long> live;
+    std::atomic<int> count[ROOMS];
+    std::atomic<long> taken, given;
     BlockCache *next;
 };
+
+// A change by the one thread that writes n.
+template <typename T>
+void ownAdd(std::atomic<T> &n, T by) {
+    n.store(n.load(std::memory_order_relaxed) + by, std::memory_order_relaxed);
+}
+
+long shareOf(const BlockCache *cache) {
+    long n = cache->taken.load(std::memory_order_relaxed) - cache->given.load(std::memory_order_relaxed);
+    for (int r = 0; r < ROOMS; r++) n -= cache->count[r].load(std::memory_order_relaxed);
+    return n;
+}
 
 uint32_t cacheSlot = (uint32_t)-1;
 #ifndef _WIN32
@@ -58,13 +72,6 @@ struct RunningGuard {
     }
     ~RunningGuard() { runningBusy.clear(std::memory_order_release); }
 };
-
-void countBlocks(BlockCache *cache, long change) {
-    if (cache)
-        cache->live.store(cache->live.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
-    else
-        liveBlocks += change;
-}
 
 // True when the armed countdown says this allocation must fail.
 bool failThisOne() {
@@ -98,7 +105,7 @@ void freeCache(void *p) {
         BlockCache **at = &runningCaches;
         while (*at && *at != cache) at = &(*at)->next;
         if (*at) *at = cache->next;
-        liveBlocks += cache->live.load(std::memory_order_relaxed);
+        liveBlocks += shareOf(cache);
     }
     for (int r = 0; r < ROOMS; r++)
         while (void *block = cache->head[r]) {
@@ -144,16 +151,16 @@ BlockHeader *takeCached(BlockCache *cache, int room) {
     void *block = cache ? cache->head[room] : 0;
     if (!block) return 0;
     cache->head[room] = *(void **)block;
-    cache->count[room]--;
+    ownAdd(cache->count[room], -1);
     return headerOf(block);
 }
 
 bool putCached(BlockCache *cache, BlockHeader *h) {
     int room = roomOf(h);
-    if (room < 0 || !cache || cache->count[room] >= CACHE_DEPTH) return false;
+    if (room < 0 || !cache || cache->count[room].load(std::memory_order_relaxed) >= CACHE_DEPTH) return false;
     *(void **)(h + 1) = cache->head[room];
     cache->head[room] = h + 1;
-    cache->count[room]++;
+    ownAdd(cache->count[room], 1);
     return true;
 }
 
@@ -178,6 +185,10 @@ void *SvcAlloc(size_t size) {
         // per-thread cache of small blocks.
         if (!(h = (BlockHeader *)malloc(sizeof(BlockHeader) + want))) return 0;
         h->room = want;
+        if (cache)
+            ownAdd(cache->taken, 1L);
+        else
+            liveBlocks++;
     }
     // A room is cleared whole: its size is known here, which is quicker.
     if (room == 0)
@@ -187,7 +198,6 @@ void *SvcAlloc(size_t size) {
     else
         memset(h + 1, 0, size);
     h->size = size;
-    countBlocks(cache, 1);
     return h + 1;
 }
 
@@ -209,9 +219,13 @@ void *SvcRealloc(void *block, size_t size) {
 void SvcFree(void *block) {
     if (!block) return;
     BlockCache *cache = threadCache(false);
-    countBlocks(cache, -1);
     BlockHeader *h = headerOf(block);
-    if (!putCached(cache, h)) free(h);
+    if (putCached(cache, h)) return;
+    free(h);
+    if (cache)
+        ownAdd(cache->given, 1L);
+    else
+        liveBlocks--;
 }
 
 size_t SvcSize(const void *block) { return block ? headerOf(block)->size : 0; }
@@ -221,7 +235,7 @@ int SvcFailAllocPending(void) { return failCountdown.load() > 0; }
 long SvcLiveBlocks(void) {
     RunningGuard guard;
     long n = liveBlocks.load();
-    for (BlockCache *c = runningCaches; c; c = c->next) n += c->live.load(std::memory_order_relaxed);
+    for (BlockCache *c = runningCaches; c; c = c->next) n += shareOf(c);
     return n;
 }
 
