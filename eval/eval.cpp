@@ -374,10 +374,14 @@ void arithmetic(const Walk &walk, int code, Value &left, Value &right) {
 // evalAt, which gives it no result.
 enum { RunChunk = 16 };
 
-// A number literal, the commonest operand, is taken without a call.
+// A number literal or an input item, the commonest operands, is taken
+// without the call to evalAt; what it does for them is done here.
 void evalOperand(const Walk &walk, const ExpNode *node, Value &out) {
-    if (node && node->kind == NodeNumber && walk.depth < kMaxDepth)
+    int kind = node && walk.depth < kMaxDepth ? node->kind : -1;
+    if (kind == NodeNumber)
         numberLiteral(node, out);
+    else if (kind == NodeInput)
+        out.setBlock(inputValue(walk, node));
     else
         evalAt(walk, node, out);
 }
