@@ -39,6 +39,8 @@ Number num(const char *text) {  // null for nullptr or "null"
 std::string canonical(const Number &v) {
     NumDigits d;
     if (!NumDecode(&v, &d)) return "null";
+    // Byte 0 counts the bytes used behind it: the sign, the digit count, two of exponent, the digit pairs.
+    if (v.bytes[0] != 4 + (d.count + 1) / 2) return "length byte " + std::to_string(v.bytes[0]);
     if (d.count == 0) return "0";
     return std::string(d.negative ? "-" : "") + std::string(d.digits, d.count) + "E" +
            std::to_string(d.exponent);
