@@ -305,12 +305,14 @@ TEST(EvalOperators, NullsRulesDepthAndReferenceFormulas) {
     });
     EXPECT_GE(numbers, 3000);
     EXPECT_GE(lines - numbers, 1500);
-    for (int n : {998, 999, 1000, 20000}) {  // a left-leaning run of n operators is n + 1 levels deep
-        std::string text = "1";
-        for (int i = 0; i < n; i++) text += i % 3 != 1 ? " + 1" : " - 1";
-        EXPECT_EQ(n < 1000 ? std::to_string(1 + n - 2 * (n / 3 + (n % 3 > 1))) : "(fail)",
-                  evaluate(h.ec, h.parse(text.c_str()))) << n;
-    }
+    // A left-leaning run of n operators is n + 1 levels deep; its deepest leaf is a literal or an input.
+    for (int n : {998, 999, 1000, 20000})
+        for (int first : {1, 8}) {
+            std::string text = first == 1 ? "1" : "X";
+            for (int i = 0; i < n; i++) text += i % 3 != 1 ? " + 1" : " - 1";
+            EXPECT_EQ(n < 1000 ? std::to_string(first + n - 2 * (n / 3 + (n % 3 > 1))) : "(fail)",
+                      evaluate(h.ec, h.parse(text.c_str()))) << n << " " << text.substr(0, 1);
+        }
     h.ec->operators[OP_DIVIDE].callbacks[ZEM_TYPE_NUMBER] = fortyTwo;  // takes over its operator
     EXPECT_EQ("42", evaluate(h.ec, h.parse("X / 0")));
 }
