@@ -152,27 +152,27 @@ const char *generateExpressionName(HEC ec, int kind) {
     return tb->generatedName;
 }
 
+// The answer is whether any node answers, so the right operand may come
+// first: the walk goes down the left operands in a loop, and a long chain
+// such as 1+1+1+... costs no stack a link.
 int usageWalk(HEC ec, const ExpNode *node, UsageTest test, void *user) {
-    if (!node) return 0;
-    int said = test(ec, node, user);
-    if (said != WalkOn) return said == WalkFound;
-    switch (node->kind) {
-    case NodeFunction:
-    case NodeSet:
-        return walkList(nodeList(node), [&](ExpNode *n) { return usageWalk(ec, n, test, user); });
-    case NodeExpression: {
-        HEXP target = ZEMHEXPFromName(ec, (const char *)node->left);
-        return target ? usageWalk(ec, target->root, test, user) : 0;
+    for (; node; node = (const ExpNode *)node->left) {
+        int said = test(ec, node, user);
+        if (said != WalkOn) return said == WalkFound;
+        switch (node->kind) {
+        case NodeFunction:
+        case NodeSet:
+            return walkList(nodeList(node), [&](ExpNode *n) { return usageWalk(ec, n, test, user); });
+        case NodeExpression: {
+            HEXP target = ZEMHEXPFromName(ec, (const char *)node->left);
+            return target ? usageWalk(ec, target->root, test, user) : 0;
+        }
+        default:
+            if (!isPairKind(node->kind)) return 0;
+            if (usageWalk(ec, (const ExpNode *)node->right, test, user)) return 1;
+        }
     }
-    case NodeRange:
-        return usageWalk(ec, (ExpNode *)node->left, test, user) ||
-               usageWalk(ec, (ExpNode *)node->right, test, user);
-    default:
-        if (isOperatorKind(node->kind))
-            return usageWalk(ec, (ExpNode *)node->left, test, user) ||
-                   usageWalk(ec, (ExpNode *)node->right, test, user);
-        return 0;
-    }
+    return 0;
 }
 
 namespace {

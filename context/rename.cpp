@@ -52,21 +52,24 @@ bool isReference(const Renaming *r, const ExpNode *node) {
     return node->kind == r->nodeKind && lstrcmpA((const char *)node->left, r->oldName) == 0;
 }
 
-// Visits every node of a tree, a parent before its children, in the order
-// of the text.
+// Visits every node of a tree, a parent before its children. A visit
+// touches only its own node, so the right operand may come first: the walk
+// goes down the left operands in a loop, and a long chain such as 1+1+1+...
+// costs no stack a link.
 template <typename F>
 void eachNode(ExpNode *node, F &visit) {
-    if (!node) return;
-    visit(node);
-    if (node->kind == NodeFunction || node->kind == NodeSet) {
-        HARRAY list = nodeList(node);
-        if (!list) return;
-        ExpNode **nodes = (ExpNode **)SvcArrayLock(list, 0);
-        unsigned count = SvcArrayCount(list);
-        for (unsigned i = 0; nodes && i < count; i++) eachNode(nodes[i], visit);
-        SvcArrayUnlock(list);
-    } else if (node->kind == NodeRange || isOperatorKind(node->kind)) {
-        eachNode((ExpNode *)node->left, visit);
+    for (; node; node = (ExpNode *)node->left) {
+        visit(node);
+        if (node->kind == NodeFunction || node->kind == NodeSet) {
+            HARRAY list = nodeList(node);
+            if (!list) return;
+            ExpNode **nodes = (ExpNode **)SvcArrayLock(list, 0);
+            unsigned count = SvcArrayCount(list);
+            for (unsigned i = 0; nodes && i < count; i++) eachNode(nodes[i], visit);
+            SvcArrayUnlock(list);
+            return;
+        }
+        if (!isPairKind(node->kind)) return;
         eachNode((ExpNode *)node->right, visit);
     }
 }

@@ -20,7 +20,6 @@ void copyReport(ExpError *report) {
 
 // Walks a list of nodes with RecursionCheck; the first non-zero answer.
 int listReaches(HEC ec, const char *name, HARRAY list, int depth);
-int operatorReaches(HEC ec, const char *name, const ExpNode *node, int depth);
 
 // Non-zero when the tree under node reaches name through named formulas.
 // The report goes on the outermost reference. depth bounds a walk through
@@ -31,9 +30,6 @@ int reaches(HEC ec, const char *name, const ExpNode *node, int depth) {
     case NodeFunction:
     case NodeSet:
         return listReaches(ec, name, nodeList(node), depth);
-    case NodeRange:
-        return reaches(ec, name, (ExpNode *)node->left, depth) ||
-               reaches(ec, name, (ExpNode *)node->right, depth);
     case NodeExpression: {
         const char *target = (const char *)node->left;
         int hit = lstrcmpA(target, name) == 0;
@@ -44,26 +40,13 @@ int reaches(HEC ec, const char *name, const ExpNode *node, int depth) {
         if (hit) SetError(&gParse.error, ERR_RECURSIVE, node->start, node->length);
         return hit;
     }
-    default:
-        return isOperatorKind(node->kind) && operatorReaches(ec, name, node, depth);
+    default: {
+        // Left operands before right ones, so that the report is on the first reference.
+        auto part = [&](const ExpNode *n) { return reaches(ec, name, n, depth) != 0; };
+        return isPairKind(node->kind) &&
+               walkLeftEdge(node, part, [&](const ExpNode *pair) { return part((const ExpNode *)pair->right); });
     }
-}
-
-// A left-leaning run such as a+b+c+... is taken down its left edge a chunk
-// at a time, so that a long chain costs stack per chunk, not per node. Left
-// operands still come before right ones.
-int operatorReaches(HEC ec, const char *name, const ExpNode *node, int depth) {
-    enum { Chunk = 64 };
-    const ExpNode *run[Chunk];
-    int n = 0;
-    for (; n < Chunk && node && isOperatorKind(node->kind); n++) {
-        run[n] = node;
-        node = (const ExpNode *)node->left;
     }
-    if (reaches(ec, name, node, depth)) return 1;
-    while (n > 0)
-        if (reaches(ec, name, (const ExpNode *)run[--n]->right, depth)) return 1;
-    return 0;
 }
 
 int listReaches(HEC ec, const char *name, HARRAY list, int depth) {

@@ -91,26 +91,31 @@ ExpNode *MakeNumber(void *value, int negate) {
     return node;
 }
 
+// Down the left operands in a loop, so that a long chain such as 1+1+1+...
+// costs no stack a link.
 void FreeNode(HEC ec, ExpNode *node) {
-    if (!node) return;
-    switch (node->kind) {
-    case NodeNumber: case NodeInput: case NodeString: case NodeDate:
-        SvcFree(node->left);
-        break;
-    case NodeFunction: case NodeExpression:
-        FreeArgumentList(ec, nodeList(node));
-        SvcFree(node->left);
-        break;
-    case NodeSet:
-        FreeArgumentList(ec, nodeList(node));
-        break;
-    case NodeRange: case '%': case '*': case '+': case '-': case '/': case '|':
-        FreeNode(ec, (ExpNode *)node->right);
-        FreeNode(ec, (ExpNode *)node->left);
-        break;
-    default: break;
+    while (node) {
+        ExpNode *next = 0;
+        switch (node->kind) {
+        case NodeNumber: case NodeInput: case NodeString: case NodeDate:
+            SvcFree(node->left);
+            break;
+        case NodeFunction: case NodeExpression:
+            FreeArgumentList(ec, nodeList(node));
+            SvcFree(node->left);
+            break;
+        case NodeSet:
+            FreeArgumentList(ec, nodeList(node));
+            break;
+        case NodeRange: case '%': case '*': case '+': case '-': case '/': case '|':
+            FreeNode(ec, (ExpNode *)node->right);
+            next = (ExpNode *)node->left;
+            break;
+        default: break;
+        }
+        SvcFree(node);
+        node = next;
     }
-    SvcFree(node);
 }
 
 void FreeArgumentList(HEC ec, HARRAY list) {

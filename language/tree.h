@@ -4,6 +4,7 @@
 #ifndef ZEM_TREE_H
 #define ZEM_TREE_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "context/ec.h"
@@ -42,6 +43,45 @@ inline HARRAY nodeList(const ExpNode *node) { return (HARRAY)node->right; }
 
 // True for the operator kinds.
 int isOperatorKind(int kind);
+
+// True for the nodes with an operand on each side: an operator or a range.
+inline bool isPairKind(int kind) { return kind == NodeRange || isOperatorKind(kind); }
+
+// Calls right(p) for the count nodes of a left edge that start at top, the
+// lowest first. The stretch gets 64 marks and each part between two marks
+// is done the same way, so a long edge costs a few passes and a few nested
+// calls, not a call a node. Stops at the first call that gives true.
+template <typename Right>
+bool leftEdgeUpwards(const ExpNode *top, size_t count, const Right &right) {
+    enum { Marks = 64 };
+    const ExpNode *mark[Marks];
+    size_t stride = (count + Marks - 1) / Marks;
+    int marks = 0;
+    const ExpNode *p = top;
+    for (size_t i = 0; i < count; i++, p = (const ExpNode *)p->left)
+        if (i % stride == 0) mark[marks++] = p;
+    while (marks > 0) {
+        const ExpNode *from = mark[--marks];
+        size_t part = count - (size_t)marks * stride;
+        if (stride == 1 ? right(from) : leftEdgeUpwards(from, part < stride ? part : stride, right))
+            return true;
+    }
+    return false;
+}
+
+// Walks the left edge of a tree in the order of the text: below(the first
+// node down the left operands that is no operator or range), then right(p)
+// for each operator or range p above it, the lowest first. A chain such as
+// 1+1+1+... adds a node to the edge a link and no depth anywhere else, so
+// this bounds the stack of a walk whatever the length of the text. Stops at
+// the first call that gives true, and gives true.
+template <typename Below, typename Right>
+bool walkLeftEdge(const ExpNode *node, const Below &below, const Right &right) {
+    const ExpNode *top = node;
+    size_t count = 0;
+    for (; node && isPairKind(node->kind); node = (const ExpNode *)node->left) count++;
+    return below(node) || (count && leftEdgeUpwards(top, count, right));
+}
 
 ExpNode *NewNode(void);
 ExpNode *MakeLeaf(int kind, void *value);

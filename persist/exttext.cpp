@@ -118,13 +118,14 @@ unsigned collectEdits(const EC *ec, const ExpNode *node, int marks, Edit *list, 
     case NodeDate:
         if (marks) add(node->start, node->start + (uint32_t)strlen((const char *)node->left), EditDate);
         return n;
-    case NodeRange:
-        n = collectEdits(ec, (const ExpNode *)node->left, marks, list, n);
-        return collectEdits(ec, (const ExpNode *)node->right, marks, list, n);
     default:
-        if (!isOperatorKind(node->kind)) return n;
-        n = collectEdits(ec, (const ExpNode *)node->left, marks, list, n);
-        return collectEdits(ec, (const ExpNode *)node->right, marks, list, n);
+        if (!isPairKind(node->kind)) return n;
+        auto collect = [&](const ExpNode *part) {
+            n = collectEdits(ec, part, marks, list, n);
+            return false;
+        };
+        walkLeftEdge(node, collect, [&](const ExpNode *pair) { return collect((const ExpNode *)pair->right); });
+        return n;
     }
 }
 
@@ -276,11 +277,22 @@ int64_t extraLength(const EC *ec, const ExpNode *node, int32_t expand, unsigned 
         int64_t grow = (int64_t)ec->dateTextWidth - (int64_t)strlen((const char *)node->left);
         return grow >= 1 ? grow : 0;
     }
-    default:
-        if (node->kind != NodeRange && !isOperatorKind(node->kind)) return 0;
-        int64_t left = extraLength(ec, (const ExpNode *)node->left, expand, depthLeft);
-        if (left >= kLengthCap) return kLengthCap;
-        return capped(left + extraLength(ec, (const ExpNode *)node->right, expand, depthLeft));
+    default: {
+        if (!isPairKind(node->kind)) return 0;
+        // Left to right, each sum capped, and no further once at the cap.
+        int64_t sum = 0;
+        auto first = [&](const ExpNode *below) {
+            sum = extraLength(ec, below, expand, depthLeft);
+            return false;
+        };
+        auto add = [&](const ExpNode *pair) {
+            if (sum >= kLengthCap) return true;
+            sum = capped(sum + extraLength(ec, (const ExpNode *)pair->right, expand, depthLeft));
+            return false;
+        };
+        walkLeftEdge(node, first, add);
+        return sum >= kLengthCap ? kLengthCap : sum;
+    }
     }
 }
 
