@@ -2,6 +2,12 @@
 
 #include <string.h>
 
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <pthread.h>
+#endif
+
 std::vector<ExpParam> Params(std::initializer_list<int> types) {
     std::vector<ExpParam> out;
     for (int t : types) out.push_back(ExpParam{0, (uint16_t)t, 0});
@@ -59,4 +65,30 @@ int EachReferenceLine(const char *path, char sep,
         if (!wrong.empty()) ADD_FAILURE() << line << ": " << wrong, bad++;
     }
     return count;
+}
+
+#ifdef _WIN32
+static DWORD WINAPI runBody(void *body) {
+#else
+static void *runBody(void *body) {
+#endif
+    (*(const std::function<void()> *)body)();
+    return 0;
+}
+
+void RunWithStack(size_t bytes, const std::function<void()> &body) {
+#ifdef _WIN32
+    HANDLE thread = CreateThread(nullptr, bytes, runBody, (void *)&body, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    ASSERT_NE(thread, nullptr);
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+#else
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, bytes);
+    ASSERT_EQ(0, pthread_create(&thread, &attributes, runBody, (void *)&body));
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+#endif
 }

@@ -85,4 +85,7 @@ using CaseFields = std::vector<std::string>;
 int EachReferenceLine(const char *path, char sep,
                       const std::function<std::string(const CaseFields &)> &check);
 
+// Runs body on a thread of its own with a stack of the given size.
+void RunWithStack(size_t bytes, const std::function<void()> &body);
+
 #endif

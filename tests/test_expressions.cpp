@@ -393,3 +393,30 @@ TEST(Delete, ADeferredListThatCannotBeMadeShortensTheRetry) {
     });
     EXPECT_EQ(seen.size(), 2u) << "some run lost A";
 }
+
+// A left-leaning chain such as a+b+a+... deepens the tree a level a link and is not bounded by the
+// parser; every walk of a stored tree takes it on a small stack.
+TEST(Walks, ALongChainFitsASmallStack) {
+    LeakCheck leaks;
+    RunWithStack(512 * 1024, [] {
+        Host h;
+        std::string text = "Price", renamed = "Price";
+        for (int i = 0; i < 40000; i++) text += i % 2 ? "+Price" : "-Qty", renamed += i % 2 ? "+Price" : "-Amount";
+        HEXP f = h.parse(text.c_str(), "F");
+        HEXP g = h.parse("F() * 2", "G");  // the recursion check goes through F
+        ASSERT_TRUE(f && g);
+        EXPECT_EQ(1, ZEMIsItemUsed(h.ec, g, ZEM_ITEM_INPUT, "Qty"));
+        EXPECT_EQ(0, ZEMIsItemUsed(h.ec, g, ZEM_ITEM_INPUT, "PriceList"));
+        EXPECT_EQ(1, ZEMIsNamedFormulaUsed(h.ec, "F"));
+        std::string extended(ZEMGetExtendedTextLength(h.ec, g, 0) + 1, '?');
+        ZEMGetExtendedText(h.ec, g, (int32_t)extended.size(), extended.data(), 0);
+        EXPECT_EQ("(" + text + ") * 2", extended.c_str());
+        EXPECT_EQ(0, ZEMRenameExpressionItem(h.ec, ZEM_ITEM_INPUT, "Qty", "Amount"));
+        EXPECT_EQ(renamed, f->text);
+        EXPECT_EQ(1, ZEMIsItemUsed(h.ec, f, ZEM_ITEM_INPUT, "Amount"));
+        EXPECT_EQ(0, ZEMIsItemUsed(h.ec, f, ZEM_ITEM_INPUT, "Qty"));
+        EXPECT_EQ(0, ZEMDestroyEXP(h.ec, f)) << "G uses it";
+        EXPECT_EQ(1, ZEMDestroyEXP(h.ec, g));
+        EXPECT_EQ(1, ZEMDestroyEXP(h.ec, f));
+    });
+}
