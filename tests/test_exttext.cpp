@@ -46,7 +46,7 @@ TEST(ExtendedText, TextsByExpandAndPictures) {
     LeakCheck leaks;
     const struct { Dates dates; int32_t expand; const char *text, *expect; int32_t bound; } cases[] = {  // bound -1: the length; 0: at least
         // A name inside a longer name, and inside a string literal.
-        {NoPictures, 0, "Total2() + Total()", "(x * 2) + (x + 1)", -1},
+        {NoPictures, 0, "Total2() + Total() - Net()", "(x * 2) + (x + 1) - ((x + 1) - 1)", -1},
         {NoPictures, 0, "Plain(s || 'Total( ) x') || 'Net()'", "Plain(s || 'Total( ) x') || 'Net()'", -1},
         {NoPictures, 0, "Total ( ) + 1", "(x + 1) + 1", 0},
         // Escapes only with expand; without pictures a literal stays.
