@@ -20,6 +20,7 @@ void copyReport(ExpError *report) {
 
 // Walks a list of nodes with RecursionCheck; the first non-zero answer.
 int listReaches(HEC ec, const char *name, HARRAY list, int depth);
+int pairReaches(HEC ec, const char *name, const ExpNode *node, int depth);
 
 // Non-zero when the tree under node reaches name through named formulas.
 // The report goes on the outermost reference. depth bounds a walk through
@@ -40,13 +41,16 @@ int reaches(HEC ec, const char *name, const ExpNode *node, int depth) {
         if (hit) SetError(&gParse.error, ERR_RECURSIVE, node->start, node->length);
         return hit;
     }
-    default: {
-        // Left operands before right ones, so that the report is on the first reference.
-        auto part = [&](const ExpNode *n) { return reaches(ec, name, n, depth) != 0; };
-        return isPairKind(node->kind) &&
-               walkLeftEdge(node, part, [&](const ExpNode *pair) { return part((const ExpNode *)pair->right); });
+    default:
+        return isPairKind(node->kind) && pairReaches(ec, name, node, depth);
     }
-    }
+}
+
+// Left operands before right ones, so that the report is on the first
+// reference. Out of line, so that the frame of a leaf's check stays small.
+[[gnu::noinline]] int pairReaches(HEC ec, const char *name, const ExpNode *node, int depth) {
+    auto part = [&](const ExpNode *n) { return reaches(ec, name, n, depth) != 0; };
+    return walkLeftEdge(node, part, [&](const ExpNode *pair) { return part((const ExpNode *)pair->right); });
 }
 
 int listReaches(HEC ec, const char *name, HARRAY list, int depth) {

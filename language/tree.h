@@ -55,11 +55,11 @@ template <typename Right>
 bool leftEdgeUpwards(const ExpNode *top, size_t count, const Right &right) {
     enum { Marks = 64 };
     const ExpNode *mark[Marks];
-    size_t stride = (count + Marks - 1) / Marks;
+    size_t stride = (count + Marks - 1) / Marks, toNext = 0;
     int marks = 0;
     const ExpNode *p = top;
-    for (size_t i = 0; i < count; i++, p = (const ExpNode *)p->left)
-        if (i % stride == 0) mark[marks++] = p;
+    for (size_t i = 0; i < count; i++, p = (const ExpNode *)p->left, toNext--)
+        if (toNext == 0) mark[marks++] = p, toNext = stride;
     while (marks > 0) {
         const ExpNode *from = mark[--marks];
         size_t part = count - (size_t)marks * stride;
@@ -77,10 +77,16 @@ bool leftEdgeUpwards(const ExpNode *top, size_t count, const Right &right) {
 // the first call that gives true, and gives true.
 template <typename Below, typename Right>
 bool walkLeftEdge(const ExpNode *node, const Below &below, const Right &right) {
-    const ExpNode *top = node;
+    enum { Short = 16 };  // an everyday edge is kept here in the one pass down
+    const ExpNode *top = node, *edge[Short];
     size_t count = 0;
-    for (; node && isPairKind(node->kind); node = (const ExpNode *)node->left) count++;
-    return below(node) || (count && leftEdgeUpwards(top, count, right));
+    for (; node && isPairKind(node->kind); node = (const ExpNode *)node->left, count++)
+        if (count < Short) edge[count] = node;
+    if (below(node)) return true;
+    if (count > Short) return leftEdgeUpwards(top, count, right);
+    while (count > 0)
+        if (right(edge[--count])) return true;
+    return false;
 }
 
 ExpNode *NewNode(void);
