@@ -107,11 +107,11 @@ void FreeNode(HEC ec, ExpNode *node) {
         case NodeSet:
             FreeArgumentList(ec, nodeList(node));
             break;
-        case NodeRange: case '%': case '*': case '+': case '-': case '/': case '|':
+        default:
+            if (!isPairKind(node->kind)) break;
             FreeNode(ec, (ExpNode *)node->right);
             next = (ExpNode *)node->left;
             break;
-        default: break;
         }
         SvcFree(node);
         node = next;

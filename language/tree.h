@@ -58,8 +58,11 @@ bool leftEdgeUpwards(const ExpNode *top, size_t count, const Right &right) {
     size_t stride = (count + Marks - 1) / Marks, toNext = 0;
     int marks = 0;
     const ExpNode *p = top;
-    for (size_t i = 0; i < count; i++, p = (const ExpNode *)p->left, toNext--)
-        if (toNext == 0) mark[marks++] = p, toNext = stride;
+    for (size_t i = 0; i < count; i++, p = (const ExpNode *)p->left, toNext--) {
+        if (toNext > 0) continue;
+        mark[marks++] = p;
+        toNext = stride;
+    }
     while (marks > 0) {
         const ExpNode *from = mark[--marks];
         size_t part = count - (size_t)marks * stride;

@@ -291,7 +291,7 @@ int64_t extraLength(const EC *ec, const ExpNode *node, int32_t expand, unsigned 
             return false;
         };
         walkLeftEdge(node, first, add);
-        return sum >= kLengthCap ? kLengthCap : sum;
+        return sum;
     }
     }
 }
