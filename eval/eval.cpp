@@ -82,8 +82,9 @@ struct Value {
         literal = (const Number *)bytes;
         form = Literal;
     }
-    // A zeroed Number in place, to be filled.
+    // A zeroed Number in place, to be filled, in place of what was here.
     Number *place() {
+        clear();
         memset(&inPlace, 0, sizeof inPlace);
         form = InPlace;
         return &inPlace;
@@ -92,16 +93,11 @@ struct Value {
     // a or b may be this value's own word.
     bool placeShort(int op, const NumShort *a, const NumShort *b) {
         if (!NumShortCalc(&quick, op, a, b)) return false;
-        if (block) SvcFree(block);
-        block = 0;
+        clear();
         form = Short;
         return true;
     }
-    void setNumber(const Number *value) {
-        clear();
-        memcpy(&inPlace, value, ValueSize);
-        form = InPlace;
-    }
+    void setNumber(const Number *value) { memcpy(place(), value, ValueSize); }
     void clear() {
         if (block) SvcFree(block);
         block = 0;
@@ -317,7 +313,6 @@ bool shortArithmetic(int code, Value &left, Value &right) {
     const NumShort *a = left.shortForm(&scratchA), *b = a ? right.shortForm(&scratchB) : 0;
     if (!b) return false;
     if (code == OP_DIVIDE && (a->coefficient == 0 || b->coefficient == 0)) {
-        left.clear();
         zeroNumber(left.place());
         return true;
     }
